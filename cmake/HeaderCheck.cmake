@@ -1,0 +1,31 @@
+# nexthop_headers: compiles every header of the project alone, so that none leans on what its
+# includer happened to include first. Not part of a normal build; ./dev lint builds it.
+
+include_guard(GLOBAL)
+
+set(headerFolders platform records resolver tools host)
+if(NEXTHOP_TESTS)
+  list(APPEND headerFolders tests)
+endif()
+list(TRANSFORM headerFolders APPEND "/*.h")
+list(TRANSFORM headerFolders PREPEND "${PROJECT_SOURCE_DIR}/")
+file(GLOB_RECURSE headers RELATIVE ${PROJECT_SOURCE_DIR} ${headerFolders})
+
+set(sources)
+foreach(header IN LISTS headers)
+  set(source ${PROJECT_BINARY_DIR}/headers/${header}.cpp)
+  file(CONFIGURE OUTPUT ${source} CONTENT "#include \"@header@\"\n" @ONLY)
+  list(APPEND sources ${source})
+endforeach()
+
+if(sources)
+  add_library(nexthop_headers OBJECT EXCLUDE_FROM_ALL ${sources})
+  target_compile_features(nexthop_headers PRIVATE cxx_std_20)
+  set_target_properties(nexthop_headers PROPERTIES CXX_EXTENSIONS OFF)
+  target_include_directories(nexthop_headers PRIVATE ${PROJECT_SOURCE_DIR})
+  target_compile_options(nexthop_headers PRIVATE -O0)
+  target_link_libraries(nexthop_headers PRIVATE nexthop_flags)
+  if(NEXTHOP_TESTS)
+    target_link_libraries(nexthop_headers PRIVATE GTest::gtest GTest::gmock)
+  endif()
+endif()
