@@ -1,0 +1,488 @@
+#pragma once
+
+// DenseTable: the hash table behind every collection, with its members in one array in order of
+// insertion, so that a walk is a scan and its order is the same in every run.
+//
+//   DenseSet<Key>            members are their own keys
+//   DenseMap<Key, Value>     members are {key, value}
+//   DenseTable<Member, KeyOf>  members that carry their key; KeyOf::key(member) returns it
+//
+// Layout: one block holding the array of members, a bitmap of the places in use, and an index of
+// 32-bit slots, each a place and as many bits of the member's hash as fit beside it.
+//
+// Order: a member removed and inserted again goes to the end; a replaced one keeps its place.
+//
+// Cursors: a walk is a Cursor. It survives every change of the table, the removal of the member it
+// stands on and the end of the table itself included. Members inserted during a walk are visited by
+// it. References and pointers to members are good until the next change.
+//
+// Invariants:
+//   1. Every key stands in exactly one used place and in exactly one slot.
+//   2. The place of a member changes only while no cursor is open.
+//   3. Removed places (holes) are closed up, order kept, when no cursor is open and they outnumber
+//      the members; so insertion and removal cost O(1), amortised.
+//   4. An operation that throws (no memory) has changed nothing.
+//
+// A member is destroyed after the table is in order again: its destructor may come back here.
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <new>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include "platform/entity/Assert.h"
+#include "platform/entity/Hash.h"
+
+namespace Routing {
+
+template <class Member, class KeyOf>
+class DenseTable {
+  static_assert(std::is_nothrow_move_constructible_v<Member>);
+  static_assert(std::is_nothrow_move_assignable_v<Member>);
+
+ public:
+  using Key = std::remove_cvref_t<decltype(KeyOf::key(std::declval<const Member&>()))>;
+
+  // A place in a walk. Opened by cursor() and cursorAt(), closed by its destructor.
+  class Cursor {
+   public:
+    Cursor(const Cursor&) = delete;
+    Cursor& operator=(const Cursor&) = delete;
+    ~Cursor() {
+      if (table_ != nullptr) {
+        table_->closeCursor(*this);
+      }
+    }
+
+    // True when the walk is over, or the table is gone.
+    bool atEnd() const noexcept { return table_ == nullptr || place_ >= table_->end_; }
+    // Moves to the next member; no effect when the table is gone. Requires: not at its end.
+    void next() noexcept {
+      if (table_ == nullptr) {
+        return;
+      }
+      ROUTING_ASSERT(!atEnd() && "a walk goes no further than its end");
+      place_ = table_->usedPlace(place_ + 1);
+    }
+    // The member under the cursor. Requires: it has not been removed.
+    const Member& member() const noexcept {
+      ROUTING_ASSERT(!atEnd() && table_->used(place_) && "the cursor stands on a member");
+      return table_->members()[place_];
+    }
+    decltype(auto) key() const noexcept { return KeyOf::key(member()); }
+
+   private:
+    friend class DenseTable;
+    // Out of line: g++ takes the list of cursors for a pointer left dangling otherwise.
+    [[gnu::noinline]] Cursor(const DenseTable& table, std::uint32_t place) noexcept
+        : table_(&table), place_(place), next_(table.cursors_) {
+      if (next_ != nullptr) {
+        next_->previous_ = this;
+      }
+      table.cursors_ = this;
+    }
+
+    const DenseTable* table_;
+    std::uint32_t place_;
+    Cursor* previous_ = nullptr;
+    Cursor* next_;
+  };
+
+  DenseTable() noexcept = default;
+  DenseTable(const DenseTable&) = delete;
+  DenseTable& operator=(const DenseTable&) = delete;
+  ~DenseTable() {
+    for (Cursor* cursor = cursors_; cursor != nullptr; cursor = cursor->next_) {
+      cursor->table_ = nullptr;
+    }
+    cursors_ = nullptr;
+    // What a member inserts while it ends, ends here too.
+    while (block_ != nullptr) {
+      clearBlock();
+    }
+  }
+
+  std::size_t size() const noexcept { return size_; }
+  bool empty() const noexcept { return size_ == 0; }
+  // The block's size in bytes.
+  std::size_t memory() const noexcept { return capacity_ == 0 ? 0 : Layout(capacity_).bytes; }
+
+  bool has(const Key& key) const noexcept { return find(key) != nullptr; }
+  // The member of that key, or null.
+  const Member* find(const Key& key) const noexcept {
+    const std::uint32_t slot = findSlot(key, hashOf(key));
+    return slot == noSlot ? nullptr : members() + placeOf(slots()[slot]);
+  }
+  // The same, to change what is not the key.
+  Member* find(const Key& key) noexcept {
+    return const_cast<Member*>(std::as_const(*this).find(key));  // NOLINT(*-const-cast): own member
+  }
+
+  // Inserts the member unless its key is there. True when inserted.
+  bool insert(Member member) {
+    const std::uint32_t hash = hashOf(KeyOf::key(member));
+    if (findSlot(KeyOf::key(member), hash) != noSlot) {
+      return false;
+    }
+    append(std::move(member), hash);
+    return true;
+  }
+  // Inserts the member, or replaces the one of its key in its place. True when inserted.
+  bool put(Member member) { return swapIn(member); }
+  // The same; a member that was replaced is left in the argument.
+  bool swapIn(Member& member) {
+    const std::uint32_t hash = hashOf(KeyOf::key(member));
+    const std::uint32_t slot = findSlot(KeyOf::key(member), hash);
+    if (slot == noSlot) {
+      append(std::move(member), hash);
+      return true;
+    }
+    std::swap(members()[placeOf(slots()[slot])], member);
+    return false;
+  }
+  // Removes and returns the member of that key.
+  std::optional<Member> remove(const Key& key) {
+    const std::uint32_t slot = findSlot(key, hashOf(key));
+    if (slot == noSlot) {
+      return std::nullopt;
+    }
+    std::optional<Member> removed(take(slot));
+    compactIfDue();
+    return removed;
+  }
+  // Removes every member; what one of them inserts while it ends stays.
+  void clear() noexcept {
+    if (cursors_ == nullptr) {
+      clearBlock();
+      return;
+    }
+    // A walk of its own keeps the places, and notices when the table ends with a member.
+    const std::uint32_t end = end_;
+    for (Cursor walk = cursor(); !walk.atEnd() && walk.place_ < end; walk.next()) {
+      const Key& key = walk.key();
+      static_cast<void>(take(findSlot(key, hashOf(key))));
+    }
+  }
+  // Makes room for that many members without a further allocation, as long as none is removed.
+  void reserve(std::size_t members) {
+    const std::uint32_t holes = end_ - size_;
+    if (members > capacity_ - holes) {
+      rebuild(checkedCapacity(std::size_t{checkedCapacity(members)} + holes));
+    }
+  }
+
+  // A walk from the first member.
+  Cursor cursor() const noexcept { return Cursor(*this, usedPlace(0)); }
+  // A walk from the member of that key; from the first when there is none.
+  Cursor cursorAt(const Key& key) const noexcept {
+    const std::uint32_t slot = findSlot(key, hashOf(key));
+    return Cursor(*this, slot == noSlot ? usedPlace(0) : placeOf(slots()[slot]));
+  }
+
+ private:
+  static constexpr std::uint32_t noSlot = std::numeric_limits<std::uint32_t>::max();
+  static constexpr std::uint32_t leastCapacity = 4;
+  static constexpr std::uint32_t mostCapacity = 1U << 30U;
+  static constexpr std::uint32_t bitsPerWord = 64;
+
+  // Where the parts of a block of that capacity stand.
+  struct Layout {
+    explicit Layout(std::uint32_t capacity) noexcept
+        : slotCount(std::bit_ceil(capacity + capacity / 3 + 1)),
+          bitmapAt(roundUp(sizeof(Member) * capacity)),
+          slotsAt(bitmapAt + sizeof(std::uint64_t) * ((capacity + bitsPerWord - 1) / bitsPerWord)),
+          bytes(slotsAt + sizeof(std::uint32_t) * slotCount) {}
+    static std::size_t roundUp(std::size_t offset) noexcept {
+      return (offset + alignof(std::uint64_t) - 1) & ~(alignof(std::uint64_t) - 1);
+    }
+    std::uint32_t slotCount;
+    std::size_t bitmapAt;
+    std::size_t slotsAt;
+    std::size_t bytes;
+  };
+
+  static constexpr std::align_val_t blockAlignment{
+      std::max(alignof(Member), alignof(std::uint64_t))};
+
+  Member* members() const noexcept { return reinterpret_cast<Member*>(block_); }
+  std::uint64_t* bitmap() const noexcept { return bitmap_; }
+  std::uint32_t* slots() const noexcept { return slots_; }
+
+  bool used(std::uint32_t place) const noexcept {
+    return (bitmap()[place / bitsPerWord] >> (place % bitsPerWord) & 1U) != 0;
+  }
+  // The first used place from this one on; end_ when there is none.
+  std::uint32_t usedPlace(std::uint32_t from) const noexcept {
+    if (from >= end_) {
+      return end_;
+    }
+    std::uint32_t word = from / bitsPerWord;
+    std::uint64_t bits = bitmap()[word] >> (from % bitsPerWord) << (from % bitsPerWord);
+    const std::uint32_t words = (end_ + bitsPerWord - 1) / bitsPerWord;
+    while (bits == 0) {
+      if (++word == words) {
+        return end_;
+      }
+      bits = bitmap()[word];
+    }
+    return word * bitsPerWord + static_cast<std::uint32_t>(std::countr_zero(bits));
+  }
+
+  // A slot is 0 (empty), placeMask_ (deleted), or place + 1 in the low bits with the hash's own high
+  // bits above them.
+  std::uint32_t placeOf(std::uint32_t slot) const noexcept { return (slot & placeMask_) - 1; }
+  std::uint32_t slotFor(std::uint32_t place, std::uint32_t hash) const noexcept {
+    return (place + 1) | (hash & ~placeMask_);
+  }
+  std::uint32_t findSlot(const Key& key, std::uint32_t hash) const noexcept {
+    if (size_ == 0) {
+      return noSlot;
+    }
+    for (std::uint32_t at = hash & slotMask_;; at = (at + 1) & slotMask_) {
+      const std::uint32_t slot = slots()[at];
+      if (slot == 0) {
+        return noSlot;
+      }
+      if (((slot ^ hash) & ~placeMask_) == 0 && slot != placeMask_ &&
+          KeyOf::key(members()[placeOf(slot)]) == key) {
+        return at;
+      }
+    }
+  }
+  // Requires: the key is not there and a slot is free.
+  void enterSlot(std::uint32_t place, std::uint32_t hash) noexcept {
+    std::uint32_t at = hash & slotMask_;
+    while (slots()[at] != 0 && slots()[at] != placeMask_) {
+      at = (at + 1) & slotMask_;
+    }
+    usedSlots_ += slots()[at] == 0 ? 1U : 0U;
+    slots()[at] = slotFor(place, hash);
+  }
+  void leaveSlot(std::uint32_t at) noexcept {
+    // A probe that reaches an empty slot ends there, so a slot before one can be empty too.
+    const bool endsProbes = slots()[(at + 1) & slotMask_] == 0;
+    slots()[at] = endsProbes ? 0U : placeMask_;
+    usedSlots_ -= endsProbes ? 1U : 0U;
+  }
+
+  void append(Member member, std::uint32_t hash) {
+    makeRoom();
+    const std::uint32_t place = end_;
+    std::construct_at(members() + place, std::move(member));
+    bitmap()[place / bitsPerWord] |= std::uint64_t{1} << (place % bitsPerWord);
+    enterSlot(place, hash);
+    ++end_;
+    ++size_;
+  }
+  // Takes the member of the slot out; it leaves a hole.
+  Member take(std::uint32_t slot) noexcept {
+    const std::uint32_t place = placeOf(slots()[slot]);
+    leaveSlot(slot);
+    bitmap()[place / bitsPerWord] &= ~(std::uint64_t{1} << (place % bitsPerWord));
+    --size_;
+    Member taken(std::move(members()[place]));
+    std::destroy_at(members() + place);
+    return taken;
+  }
+
+  // Holes that outnumber the members while no cursor is open have been closed up already.
+  void makeRoom() {
+    const std::uint32_t slotCount = slotMask_ + 1;
+    if (end_ < capacity_ && usedSlots_ < slotCount - slotCount / 8) {
+      return;
+    }
+    if (end_ < capacity_) {
+      reindex();
+      return;
+    }
+    rebuild(checkedCapacity(std::size_t{capacity_} + capacity_ / 2 + 1));
+  }
+  static std::uint32_t checkedCapacity(std::size_t members) {
+    if (members > mostCapacity) {
+      throw std::bad_alloc();
+    }
+    return std::max(static_cast<std::uint32_t>(members), leastCapacity);
+  }
+  // Moves everything to a block of that capacity, each member to the same place.
+  void rebuild(std::uint32_t capacity) {
+    DenseTable grown;
+    grown.allocate(capacity);
+    for (std::uint32_t place = usedPlace(0); place < end_; place = usedPlace(place + 1)) {
+      moveMember(grown, place, place);
+    }
+    adopt(grown);
+  }
+  void compactIfDue() noexcept {
+    if (cursors_ == nullptr && end_ - size_ > size_) {
+      compact();
+    }
+  }
+  // Closes the holes; gives back memory when most of it is no longer needed.
+  void compact() noexcept {
+    if (size_ == 0) {
+      releaseBlock();
+      return;
+    }
+    const std::uint32_t wanted = std::max(size_ + size_ / 2, leastCapacity);
+    if (wanted <= capacity_ / 2 && compactInto(wanted)) {
+      return;
+    }
+    std::uint32_t to = 0;
+    for (std::uint32_t from = usedPlace(0); from < end_; from = usedPlace(from + 1)) {
+      if (from != to) {
+        std::construct_at(members() + to, std::move(members()[from]));
+        std::destroy_at(members() + from);
+      }
+      ++to;
+    }
+    end_ = size_;
+    for (std::uint32_t word = 0; word <= (capacity_ - 1) / bitsPerWord; ++word) {
+      const std::uint32_t first = word * bitsPerWord;
+      const std::uint32_t filled = end_ > first ? std::min(end_ - first, bitsPerWord) : 0;
+      bitmap()[word] = filled == bitsPerWord ? ~std::uint64_t{0} : (std::uint64_t{1} << filled) - 1;
+    }
+    reindex();
+  }
+  // False when there is no memory for a smaller block; the present one serves on.
+  bool compactInto(std::uint32_t capacity) noexcept {
+    DenseTable smaller;
+    try {
+      smaller.allocate(capacity);
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+    std::uint32_t to = 0;
+    for (std::uint32_t from = usedPlace(0); from < end_; from = usedPlace(from + 1)) {
+      moveMember(smaller, from, to++);
+    }
+    adopt(smaller);
+    return true;
+  }
+  void reindex() noexcept {
+    std::fill_n(slots(), std::size_t{slotMask_} + 1, 0U);
+    usedSlots_ = 0;
+    for (std::uint32_t place = usedPlace(0); place < end_; place = usedPlace(place + 1)) {
+      enterSlot(place, hashOf(KeyOf::key(members()[place])));
+    }
+  }
+  void moveMember(DenseTable& target, std::uint32_t from, std::uint32_t to) noexcept {
+    Member& member = members()[from];
+    const std::uint32_t hash = hashOf(KeyOf::key(member));
+    std::construct_at(target.members() + to, std::move(member));
+    target.bitmap()[to / bitsPerWord] |= std::uint64_t{1} << (to % bitsPerWord);
+    target.enterSlot(to, hash);
+    target.end_ = to + 1;
+    ++target.size_;
+    std::destroy_at(&member);
+  }
+  // Takes over the block of a table that this one's members were moved to.
+  void adopt(DenseTable& other) noexcept {
+    const std::uint32_t end = cursors_ == nullptr ? other.end_ : end_;
+    releaseBlock();
+    swapBlock(other);
+    // With cursors open the holes at the end stay places, so that a cursor there is not beyond it.
+    end_ = end;
+  }
+  void allocate(std::uint32_t capacity) {
+    const Layout layout(capacity);
+    block_ = static_cast<std::byte*>(::operator new(layout.bytes, blockAlignment));
+    bitmap_ = reinterpret_cast<std::uint64_t*>(block_ + layout.bitmapAt);
+    slots_ = reinterpret_cast<std::uint32_t*>(block_ + layout.slotsAt);
+    std::fill_n(bitmap_, (capacity + bitsPerWord - 1) / bitsPerWord, 0U);
+    std::fill_n(slots_, layout.slotCount, 0U);
+    capacity_ = capacity;
+    slotMask_ = layout.slotCount - 1;
+    placeMask_ = std::bit_ceil(capacity + 2) - 1;
+  }
+  // Requires: no cursor is open.
+  void clearBlock() noexcept {
+    // Detached first, so that a destructor that comes back finds an empty table.
+    DenseTable old;
+    swapBlock(old);
+    for (std::uint32_t place = old.usedPlace(0); place < old.end_;
+         place = old.usedPlace(place + 1)) {
+      std::destroy_at(old.members() + place);
+    }
+    old.releaseBlock();
+  }
+  // Requires: no member is constructed in it.
+  void releaseBlock() noexcept {
+    ::operator delete(block_, blockAlignment);
+    block_ = nullptr;
+    bitmap_ = nullptr;
+    slots_ = nullptr;
+    capacity_ = end_ = size_ = usedSlots_ = slotMask_ = placeMask_ = 0;
+  }
+  void swapBlock(DenseTable& other) noexcept {
+    std::swap(block_, other.block_);
+    std::swap(bitmap_, other.bitmap_);
+    std::swap(slots_, other.slots_);
+    std::swap(capacity_, other.capacity_);
+    std::swap(end_, other.end_);
+    std::swap(size_, other.size_);
+    std::swap(usedSlots_, other.usedSlots_);
+    std::swap(slotMask_, other.slotMask_);
+    std::swap(placeMask_, other.placeMask_);
+  }
+
+  void closeCursor(Cursor& cursor) const noexcept {
+    (cursor.previous_ == nullptr ? cursors_ : cursor.previous_->next_) = cursor.next_;
+    if (cursor.next_ != nullptr) {
+      cursor.next_->previous_ = cursor.previous_;
+    }
+    // What removals left for later. No table is a constant object, only seen as one.
+    const_cast<DenseTable*>(this)->compactIfDue();  // NOLINT(*-const-cast)
+  }
+
+  std::byte* block_ = nullptr;
+  std::uint64_t* bitmap_ = nullptr;
+  std::uint32_t* slots_ = nullptr;
+  mutable Cursor* cursors_ = nullptr;
+  std::uint32_t capacity_ = 0;   // places in the block
+  std::uint32_t end_ = 0;        // places used so far, holes included
+  std::uint32_t size_ = 0;       // members
+  std::uint32_t usedSlots_ = 0;  // slots that are not empty, deleted ones included
+  std::uint32_t slotMask_ = 0;   // number of slots - 1
+  std::uint32_t placeMask_ = 0;  // the bits of a slot that hold a place
+};
+
+struct OwnKey {
+  template <class Key>
+  static const Key& key(const Key& member) noexcept {
+    return member;
+  }
+};
+
+struct EntryKey {
+  template <class Entry>
+  static const auto& key(const Entry& entry) noexcept {
+    return entry.key;
+  }
+};
+
+template <class Key, class Value>
+struct DenseMapEntry {
+  Key key;
+  Value value;
+};
+
+template <class Key>
+using DenseSet = DenseTable<Key, OwnKey>;
+
+template <class Key, class Value>
+using DenseMap = DenseTable<DenseMapEntry<Key, Value>, EntryKey>;
+
+// The value under the key, or the type's default: null for a Ptr, 0 for a number.
+template <class Key, class Value>
+Value valueOf(const DenseMap<Key, Value>& map, const Key& key) {
+  const auto* entry = map.find(key);
+  return entry == nullptr ? Value{} : entry->value;
+}
+
+}  // namespace Routing

@@ -1,0 +1,26 @@
+#include "platform/entity/Dir.h"
+
+#include <utility>
+
+#include "platform/entity/Exceptions.h"
+#include "platform/entity/Inspection.h"
+
+namespace Routing {
+
+Dir::Dir(std::string name) : name_(std::move(name)), entry_(*this, entryField) {}
+
+void Dir::entityIs(const std::string& name, const Ptr<Entity>& entity) {
+  if (!entity) {
+    throw NullArgumentError("Routing::Dir", "entry");
+  }
+  entry_.put({name, entity});
+}
+
+const TypeData& Dir::typeData() const {
+  static constexpr std::array attributes{attribute<&Dir::name>("name"),
+                                         attribute<&Dir::entry>("entry")};
+  static const TypeData type("Routing::Dir", attributes);
+  return type;
+}
+
+}  // namespace Routing
