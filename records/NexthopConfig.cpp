@@ -1,0 +1,63 @@
+#include "records/NexthopConfig.h"
+
+#include "platform/entity/Exceptions.h"
+#include "platform/entity/Inspection.h"
+
+namespace Routing {
+
+NexthopVrfConfig::NexthopVrfConfig(const VrfName& vrfName, NexthopStatusFecIdType fecIdType)
+    : vrfName_(vrfName), fecIdType_(fecIdType), nexthop_(*this, nexthopField) {}
+
+void NexthopVrfConfig::fecIdTypeIs(NexthopStatusFecIdType fecIdType) {
+  fecIdType_ = fecIdType;
+  publish(fecIdTypeField);
+}
+
+NexthopConfigEntry NexthopVrfConfig::nexthop(const IpGenAddr& addr) const noexcept {
+  const NexthopConfigEntry* entry = nexthop_.find(addr);
+  return entry == nullptr ? NexthopConfigEntry() : *entry;
+}
+
+const TypeData& NexthopVrfConfig::typeData() const {
+  using Collection = const Nexthops& (NexthopVrfConfig::*)() const noexcept;
+  static constexpr std::array attributes{
+      attribute<&NexthopVrfConfig::vrfName>("vrfName"),
+      attribute<&NexthopVrfConfig::fecIdType>("fecIdType"),
+      attribute<static_cast<Collection>(&NexthopVrfConfig::nexthop)>("nexthop")};
+  static const TypeData type("Routing::NexthopVrfConfig", attributes);
+  return type;
+}
+
+NexthopConfig::NexthopConfig(const String& name) : name_(name), vrf_(*this, vrfField) {}
+
+Ptr<NexthopVrfConfig> NexthopConfig::vrfIs(const VrfName& vrfName,
+                                           NexthopStatusFecIdType fecIdType) {
+  Ptr<NexthopVrfConfig> vrfConfig = vrf(vrfName);
+  if (vrfConfig) {
+    if (vrfConfig->fecIdType() != fecIdType) {
+      throw ReinstantiationError("Routing::NexthopVrfConfig", "fecIdType");
+    }
+    return vrfConfig;
+  }
+  vrfConfig = makeEntity<NexthopVrfConfig>(vrfName, fecIdType);
+  vrf_.put({vrfName, vrfConfig});
+  return vrfConfig;
+}
+
+void NexthopConfig::vrfIs(const Ptr<NexthopVrfConfig>& vrfConfig) {
+  if (!vrfConfig) {
+    throw NullArgumentError("Routing::NexthopConfig", "vrf");
+  }
+  vrf_.put({vrfConfig->vrfName(), vrfConfig});
+}
+
+const TypeData& NexthopConfig::typeData() const {
+  using Collection = const Vrfs& (NexthopConfig::*)() const noexcept;
+  static constexpr std::array attributes{
+      attribute<&NexthopConfig::name>("name"),
+      attribute<static_cast<Collection>(&NexthopConfig::vrf)>("vrf")};
+  static const TypeData type("Routing::NexthopConfig", attributes);
+  return type;
+}
+
+}  // namespace Routing

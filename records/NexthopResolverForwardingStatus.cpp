@@ -1,0 +1,38 @@
+#include "records/NexthopResolverForwardingStatus.h"
+
+#include "platform/entity/Inspection.h"
+
+namespace Routing {
+
+NexthopResolverVrfForwardingStatus::NexthopResolverVrfForwardingStatus(const VrfName& vrfName)
+    : vrfName_(vrfName), nexthopResolverIdVia_(*this, nexthopResolverIdViaField) {}
+
+const TypeData& NexthopResolverVrfForwardingStatus::typeData() const {
+  static constexpr std::array attributes{
+      attribute<&NexthopResolverVrfForwardingStatus::vrfName>("vrfName"),
+      attribute<&NexthopResolverVrfForwardingStatus::nexthopResolverIdVia>("nexthopResolverIdVia")};
+  static const TypeData type("Routing::NexthopResolverVrfForwardingStatus", attributes);
+  return type;
+}
+
+NexthopResolverForwardingStatus::NexthopResolverForwardingStatus() : vrf_(*this, vrfField) {}
+
+Ptr<NexthopResolverVrfForwardingStatus> NexthopResolverForwardingStatus::vrfIs(
+    const VrfName& vrfName) {
+  Ptr<NexthopResolverVrfForwardingStatus> vrfForwardingStatus = vrf(vrfName);
+  if (!vrfForwardingStatus) {
+    vrfForwardingStatus = makeEntity<NexthopResolverVrfForwardingStatus>(vrfName);
+    vrf_.put({vrfName, vrfForwardingStatus});
+  }
+  return vrfForwardingStatus;
+}
+
+const TypeData& NexthopResolverForwardingStatus::typeData() const {
+  using Collection = const Vrfs& (NexthopResolverForwardingStatus::*)() const noexcept;
+  static constexpr std::array attributes{
+      attribute<static_cast<Collection>(&NexthopResolverForwardingStatus::vrf)>("vrf")};
+  static const TypeData type("Routing::NexthopResolverForwardingStatus", attributes);
+  return type;
+}
+
+}  // namespace Routing

@@ -1,0 +1,81 @@
+#include "records/NexthopStatus.h"
+
+#include <string>
+#include <string_view>
+
+#include "platform/entity/Assert.h"
+#include "platform/entity/Exceptions.h"
+#include "platform/entity/Inspection.h"
+
+namespace Routing {
+
+namespace {
+
+std::string_view memberName(NexthopResolutionState state) noexcept {
+  switch (state) {
+    case NexthopResolutionState::unknown:
+      return "unknown";
+    case NexthopResolutionState::failed:
+      return "failed";
+    case NexthopResolutionState::resolved:
+      return "resolved";
+  }
+  ROUTING_ASSERT(!"invalid resolution state");
+}
+
+}  // namespace
+
+String NexthopStatusEntry::stringValue() const {
+  String text = "addr=" + addr.stringValue();
+  text.append(" state=").append(memberName(resolutionState));
+  text += " fecId=" + std::to_string(fecId);
+  text += " prefix=" + prefix.stringValue();
+  text += " metric=" + std::to_string(metric);
+  text += " preference=" + std::to_string(preference);
+  text += " routeType=" + std::to_string(routeType);
+  text += " route6Type=" + std::to_string(route6Type);
+  return text;
+}
+
+NexthopVrfStatus::NexthopVrfStatus(const VrfName& vrfName, NexthopStatusFecIdType fecIdType)
+    : vrfName_(vrfName), fecIdType_(fecIdType), nexthop_(*this, nexthopField) {}
+
+const TypeData& NexthopVrfStatus::typeData() const {
+  using Collection = const Nexthops& (NexthopVrfStatus::*)() const noexcept;
+  static constexpr std::array attributes{
+      attribute<&NexthopVrfStatus::vrfName>("vrfName"),
+      attribute<&NexthopVrfStatus::fecIdType>("fecIdType"),
+      attribute<static_cast<Collection>(&NexthopVrfStatus::nexthop)>("nexthop")};
+  static const TypeData type("Routing::NexthopVrfStatus", attributes);
+  return type;
+}
+
+NexthopStatus::NexthopStatus(const String& name) : name_(name), vrf_(*this, vrfField) {}
+
+Ptr<NexthopVrfStatus> NexthopStatus::vrfIs(const VrfName& vrfName,
+                                           NexthopStatusFecIdType fecIdType) {
+  Ptr<NexthopVrfStatus> vrfStatus = vrf(vrfName);
+  if (!vrfStatus) {
+    vrfStatus = makeEntity<NexthopVrfStatus>(vrfName, fecIdType);
+    vrf_.put({vrfName, vrfStatus});
+  }
+  return vrfStatus;
+}
+
+void NexthopStatus::vrfIs(const Ptr<NexthopVrfStatus>& vrfStatus) {
+  if (!vrfStatus) {
+    throw NullArgumentError("Routing::NexthopStatus", "vrf");
+  }
+  vrf_.put({vrfStatus->vrfName(), vrfStatus});
+}
+
+const TypeData& NexthopStatus::typeData() const {
+  using Collection = const Vrfs& (NexthopStatus::*)() const noexcept;
+  static constexpr std::array attributes{
+      attribute<&NexthopStatus::name>("name"),
+      attribute<static_cast<Collection>(&NexthopStatus::vrf)>("vrf")};
+  static const TypeData type("Routing::NexthopStatus", attributes);
+  return type;
+}
+
+}  // namespace Routing
