@@ -1,0 +1,96 @@
+#include "platform/trie/TrieGen.h"
+
+#include <array>
+
+#include "platform/entity/Assert.h"
+#include "platform/entity/Inspection.h"
+#include "platform/entity/TypeData.h"
+
+namespace Routing {
+
+TrieGen::TrieGen(String name, AddressFamily family) : name_(std::move(name)), family_(family) {
+  if (family == AddressFamily::ipv4) {
+    trie_.emplace<Trie4>();
+  } else {
+    ROUTING_ASSERT(family == AddressFamily::ipv6 && "invalid address family");
+    trie_.emplace<Trie6>();
+  }
+}
+
+std::size_t TrieGen::routeCount() const noexcept {
+  return withTrie(*this, [](const auto& trie) { return trie.size(); });
+}
+
+std::size_t TrieGen::memory() const noexcept {
+  return withTrie(*this, [](const auto& trie) { return trie.memory() - sizeof(trie); }) +
+         sizeof(*this);
+}
+
+String TrieGen::checkInvariants() const {
+  return withTrie(*this, [](const auto& trie) { return trie.checkInvariants(); });
+}
+
+void TrieGen::routeIs(const IpGenPrefix& prefix, bool present) {
+  if (!present) {
+    routeDel(prefix);
+    return;
+  }
+  ROUTING_ASSERT(prefix.family() == family_ && "prefix of the trie's family");
+  if (withTrie(*this, [&prefix](auto& trie) { return trie.insert(prefix); })) {
+    changedPrefixIs(prefix);
+  }
+}
+
+void TrieGen::routeDel(const IpGenPrefix& prefix) {
+  if (withTrie(*this, [&prefix](auto& trie) { return trie.erase(prefix); })) {
+    changedPrefixIs(prefix);
+  }
+}
+
+// The argument may be a reference into something that a notifiee releases, and this trie may be
+// released too: what is published is a copy of the caller's own.
+void TrieGen::changedPrefixIs(const IpGenPrefix& prefix) {
+  const IpGenPrefix key = prefix;
+  changedPrefix_ = key;
+  publish(changedPrefixField, &key);
+}
+
+bool TrieGen::routeHas(const IpGenPrefix& prefix) const noexcept {
+  return withTrie(*this, [&prefix](const auto& trie) { return trie.has(prefix); });
+}
+
+IpGenPrefix TrieGen::longestMatch(const IpGenPrefix& prefix) const noexcept {
+  return withTrie(*this, [&prefix](const auto& trie) { return trie.longestMatch(prefix); });
+}
+
+bool TrieGen::longerRoutePresent(const IpGenPrefix& prefix) const noexcept {
+  return withTrie(*this, [&prefix](const auto& trie) { return trie.longerPresent(prefix); });
+}
+
+void TrieGen::preOrderWalk(const IpGenPrefix& prefix,
+                           const Ptr<TrieGenWalkCallback>& callback) const {
+  ROUTING_ASSERT(callback && "a walk needs a callback");
+  const Ptr<const TrieGen> self(this);
+  const Ptr<TrieGenWalkCallback> held = callback;
+  withTrie(*this, [&prefix, &held](const auto& trie) {
+    trie.walk(prefix, [&held](const IpGenPrefix& found) { return held->handlePrefix(found); });
+  });
+}
+
+const TypeData& TrieGen::typeData() const {
+  static constexpr std::array attributes{attribute<&TrieGen::name>("name"),
+                                         attribute<&TrieGen::addressFamily>("addressFamily"),
+                                         attribute<&TrieGen::routeCount>("routes"),
+                                         attribute<&TrieGen::changedPrefix>("changedPrefix")};
+  static constexpr std::array operations{
+      operation<&TrieGen::routeIs>("routeIs"),
+      operation<&TrieGen::routeDel>("routeDel"),
+      operation<&TrieGen::changedPrefixIs>("changedPrefixIs"),
+      operation<&TrieGen::routeHas>("routeHas"),
+      operation<&TrieGen::longestMatch>("longestMatch"),
+      operation<&TrieGen::longerRoutePresent>("longerRoutePresent")};
+  static const TypeData type("Routing::TrieGen", attributes, operations);
+  return type;
+}
+
+}  // namespace Routing

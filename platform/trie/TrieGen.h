@@ -1,0 +1,102 @@
+#pragma once
+
+// TrieGen: a published set of prefixes of one family.
+//
+// The forwarding tables have one for each family of a VRF, which says what routes there are; whoever
+// tracks addresses keeps them in one as host prefixes, to find those under a changed route. It holds
+// no routes, only which prefixes have one. What it is made of is PrefixTrie.h's.
+//
+// Owner: the host or a state machine, by Ptr.
+//
+//   input               change                                            publishes
+//   routeIs(p, true)    p is added                                        p, when it was absent
+//   routeIs(p, false)   p is removed                                      p, when it was there
+//   routeDel(p)         the same
+//   changedPrefixIs(p)  none; says that the route under p has new content p, always
+//
+// changedPrefix() is the last prefix published, unset before the first. The writer changes the route
+// table first and this trie last, so whoever is notified finds the table as it will stand.
+//
+// The empty prefix and prefixes of the other family are covered by nothing, cover nothing, and are
+// not there to be removed; adding one is a programming error.
+//
+// Reentering: the trie may be changed, or released, by whom it notifies. It may not be changed by the
+// callback of its own walk; the callback may ask it anything, walk it again, change other tries and
+// release this one.
+
+#include <cstddef>
+#include <utility>
+#include <variant>
+
+#include "platform/entity/Entity.h"
+#include "platform/entity/Ptr.h"
+#include "platform/entity/Publisher.h"
+#include "platform/net/IpGenAddr.h"
+#include "platform/net/IpGenPrefix.h"
+#include "platform/trie/PrefixTrie.h"
+
+namespace Routing {
+
+// What a walk calls.
+class TrieGenWalkCallback : public Entity {
+ public:
+  // False stops the walk.
+  virtual bool handlePrefix(const IpGenPrefix& prefix) = 0;
+};
+
+class TrieGen : public Entity, public Publisher {
+ public:
+  // Key: the changed prefix, const IpGenPrefix*.
+  static constexpr FieldId changedPrefixField{1};
+
+  // Requires: IPv4 or IPv6.
+  TrieGen(String name, AddressFamily family);
+
+  const String& name() const noexcept { return name_; }
+  AddressFamily addressFamily() const noexcept { return family_; }
+  const IpGenPrefix& changedPrefix() const noexcept { return changedPrefix_; }
+  std::size_t routeCount() const noexcept;
+  // Bytes of the trie's own.
+  std::size_t memory() const noexcept;
+  // What is broken in the trie; empty when nothing is.
+  String checkInvariants() const;
+
+  // Adds the prefix when `present`, else the same as routeDel.
+  // Requires: of this family when present; no walk under way. Publishes: the prefix, if that changed
+  // something. Throws: std::bad_alloc; the trie is unchanged then.
+  void routeIs(const IpGenPrefix& prefix, bool present);
+  // Requires: no walk under way. Publishes: the prefix, if it was there.
+  void routeDel(const IpGenPrefix& prefix);
+  // Publishes: the prefix.
+  void changedPrefixIs(const IpGenPrefix& prefix);
+
+  bool routeHas(const IpGenPrefix& prefix) const noexcept;
+  // The longest prefix here that covers the argument; the empty prefix when none does.
+  IpGenPrefix longestMatch(const IpGenPrefix& prefix) const noexcept;
+  // True when there is a prefix strictly longer than the argument and inside it.
+  bool longerRoutePresent(const IpGenPrefix& prefix) const noexcept;
+  // Calls the callback for every prefix inside the argument, itself included: by address, of those
+  // with the same address the shorter first, so parents before what is inside them.
+  // Requires: a callback. Throws: what the callback throws; the walk ends there.
+  void preOrderWalk(const IpGenPrefix& prefix, const Ptr<TrieGenWalkCallback>& callback) const;
+
+  const TypeData& typeData() const override;
+
+ private:
+  using Trie4 = PrefixTrie<TrieFamily4>;
+  using Trie6 = PrefixTrie<TrieFamily6>;
+
+  // Calls with the trie of this family.
+  template <class Self, class Call>
+  static decltype(auto) withTrie(Self& self, Call call) {
+    auto* trie4 = std::get_if<Trie4>(&self.trie_);
+    return trie4 != nullptr ? call(*trie4) : call(*std::get_if<Trie6>(&self.trie_));
+  }
+
+  String name_;
+  AddressFamily family_;
+  IpGenPrefix changedPrefix_;
+  std::variant<std::monostate, Trie4, Trie6> trie_;
+};
+
+}  // namespace Routing
