@@ -1,7 +1,7 @@
 #pragma once
 
-// EventLog: what happened, in the order it happened, one line of text an event. A test that promises
-// an order compares the whole log with the whole expected sequence:
+// EventLog: what happened, in the order it happened, one line of text an event. A test that
+// promises an order compares the whole log with the whole expected sequence:
 //
 //   log.add("a: 1");
 //   EXPECT_EQ(log.take(), (Events{"a: 1"}));

@@ -243,16 +243,21 @@ TEST_F(TraceRings, DetachThemselvesWhenTheyGo) {
 }
 
 TEST_F(TraceRings, BeginAnewWhenSomeoneElseWroteOverTheirRecords) {
-  for (std::uint64_t number = 0; number < 1000; ++number) {
-    trace(number, "before");
-  }
   // The image is the ring's own memory, which a mapped file shares with whoever may write to it.
-  char* const bytes = const_cast<char*>(ring_.image().data());  // NOLINT(*-const-cast): see above
-  std::fill(bytes + 64 + 4096, bytes + TraceRing::minimumSize, '\xff');
-  for (std::uint64_t number = 0; number < 3; ++number) {
-    trace(number, "after");
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): see above
+  char* const bytes = const_cast<char*>(ring_.image().data());
+  for (const std::uint32_t word : {0xffffffffU, 0U, 12U, 12000U}) {
+    for (std::uint64_t number = 0; number < 1000; ++number) {
+      trace(number, "before");
+    }
+    for (std::size_t at = 64 + 4096; at < ring_.image().size(); at += sizeof word) {
+      storeLittleEndian(bytes + at, word);
+    }
+    for (std::uint64_t number = 0; number < 3; ++number) {
+      trace(number, "after");
+    }
+    EXPECT_EQ(decoded(), lastLines(sink_.lines(), 3)) << word;
   }
-  EXPECT_EQ(decoded(), lastLines(sink_.lines(), 3));
 }
 
 TEST(TraceRing, RefusesASizeThatIsOutOfBounds) {

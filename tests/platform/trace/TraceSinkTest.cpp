@@ -150,6 +150,7 @@ TEST_F(TraceSinks, AttachedDuringAMessageGetTheNextOne) {
   RememberingSink late;
   late.attachedIs(false);
   const RememberingSink first([&] { late.attachedIs(true); });
+  const RememberingSink second;
   trace("1");
   trace("2");
   EXPECT_EQ(late.lines(), Lines{"1 Test: 2"});
@@ -162,6 +163,7 @@ TEST_F(TraceSinks, ThatDetachAndAttachThemselvesGetAMessageOnce) {
     sink.attachedIs(true);
     trace("nested");
   });
+  const RememberingSink later;
   trace("1");
   trace("2");
   EXPECT_EQ(sink.lines(), (Lines{"1 Test: 1", "1 Test: 2"}));
