@@ -17,9 +17,14 @@ void assertionFailed(const char* file,
                      const char* text) noexcept {
   std::array<char, 16> digits{};
   std::to_chars(digits.data(), digits.data() + digits.size() - 1, line);
-  for (const char* piece :
-       {file, ":", static_cast<const char*>(digits.data()), ": ", function, ": Assertion \"", text,
-        "\" failed.\n"}) {
+  for (const char* piece : {file,
+                            ":",
+                            static_cast<const char*>(digits.data()),
+                            ": ",
+                            function,
+                            ": Assertion \"",
+                            text,
+                            "\" failed.\n"}) {
     std::fputs(piece, stderr);
   }
 #ifdef NEXTHOP_COVERAGE

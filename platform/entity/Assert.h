@@ -18,8 +18,9 @@ namespace Routing {
 
 }  // namespace Routing
 
-#define ROUTING_ASSERT(expression)                                                    \
-  (static_cast<bool>(expression)                                                      \
-       ? static_cast<void>(0)                                                         \
-       : ::Routing::assertionFailed(__FILE__, __LINE__, static_cast<const char*>(__func__), \
-                                    #expression))
+#define ROUTING_ASSERT(expression)                                                                \
+  (static_cast<bool>(expression) ? static_cast<void>(0)                                           \
+                                 : ::Routing::assertionFailed(__FILE__,                           \
+                                                              __LINE__,                           \
+                                                              static_cast<const char*>(__func__), \
+                                                              #expression))

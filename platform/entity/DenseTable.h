@@ -234,8 +234,8 @@ class DenseTable {
     return word * bitsPerWord + static_cast<std::uint32_t>(std::countr_zero(bits));
   }
 
-  // A slot is 0 (empty), placeMask_ (deleted), or place + 1 in the low bits with the hash's own high
-  // bits above them.
+  // A slot is 0 (empty), placeMask_ (deleted), or place + 1 in the low bits with the hash's own
+  // high bits above them.
   std::uint32_t placeOf(std::uint32_t slot) const noexcept { return (slot & placeMask_) - 1; }
   std::uint32_t slotFor(std::uint32_t place, std::uint32_t hash) const noexcept {
     return (place + 1) | (hash & ~placeMask_);

@@ -3,8 +3,8 @@
 // Dir: a directory of named entities of any type.
 //
 // Owner: the host, which hands it to whom it concerns. Walked in order of insertion.
-// Publishes: entryField with the entry's name (const String*), after the change: for an entry added,
-// replaced or removed, and on announcement.
+// Publishes: entryField with the entry's name (const String*), after the change: for an entry
+// added, replaced or removed, and on announcement.
 
 #include <string>
 

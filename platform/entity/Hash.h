@@ -60,14 +60,14 @@ constexpr std::uint32_t hashOf(T key) noexcept {
   return HashState(0).mix(key).result();
 }
 
-inline std::uint32_t hashOf(std::string_view key) noexcept { return HashState(0).mix(key).result(); }
+inline std::uint32_t hashOf(std::string_view key) noexcept {
+  return HashState(0).mix(key).result();
+}
 
 template <class T>
-  requires requires(const T& key) {
-    { key.hash(std::uint32_t{}) } -> std::same_as<std::uint32_t>;
-  }
-std::uint32_t hashOf(const T& key) noexcept {
-  return key.hash(0);
+requires requires(const T& key) {
+  { key.hash(std::uint32_t{}) } -> std::same_as<std::uint32_t>;
 }
+std::uint32_t hashOf(const T& key) noexcept { return key.hash(0); }
 
 }  // namespace Routing

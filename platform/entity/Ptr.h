@@ -1,9 +1,8 @@
 #pragma once
 
-// Ptr<T>: the counted pointer through which every entity is held. An entity lives exactly as long as
-// some Ptr holds it. As small as a plain pointer; the count is in the entity.
+// Ptr<T>: the counted pointer through which every entity is held. An entity lives exactly as long
+// as some Ptr holds it. As small as a plain pointer; the count is in the entity.
 
-#include <compare>
 #include <cstddef>
 #include <type_traits>
 #include <utility>
@@ -12,6 +11,10 @@
 #include "platform/entity/Entity.h"
 
 namespace Routing {
+
+// A pointer to a From converts to a pointer to a To.
+template <class From, class To>
+concept PointsLike = std::is_convertible_v<From*, To*>;
 
 template <class T>
 class Ptr {
@@ -22,20 +25,19 @@ class Ptr {
   explicit Ptr(T* entity) noexcept : entity_(entity) { hold(); }
   Ptr(const Ptr& other) noexcept : entity_(other.entity_) { hold(); }
   Ptr(Ptr&& other) noexcept : entity_(std::exchange(other.entity_, nullptr)) {}
-  template <class U>
-    requires std::is_convertible_v<U*, T*>
+  template <PointsLike<T> U>
   // NOLINTNEXTLINE(google-explicit-constructor): converts like the pointers do
   Ptr(const Ptr<U>& other) noexcept : entity_(other.get()) {
     hold();
   }
-  template <class U>
-    requires std::is_convertible_v<U*, T*>
+  template <PointsLike<T> U>
   // NOLINTNEXTLINE(google-explicit-constructor): converts like the pointers do
   Ptr(Ptr<U>&& other) noexcept : entity_(other.detach()) {}
   ~Ptr() { release(entity_); }
 
   // The old entity is released last, when this Ptr already holds the new one: its destructor may
   // come back here.
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): copies before it releases
   Ptr& operator=(const Ptr& other) noexcept {
     Ptr(other).swap(*this);
     return *this;

@@ -9,10 +9,10 @@
 //   remove     publishes only when the key was there; returns what was removed
 //   removeAll  one publication a member; clears silently when nobody subscribes
 //
-// Every operation brings the collection in order, then publishes with a copy of the key, and touches
-// nothing of the entity afterwards: a notifiee may release the entity. A member that was removed or
-// replaced lives until the publication is over. An operation that may go on
-// after its entity has gone is safe (removeAll ends with it).
+// Every operation brings the collection in order, then publishes with a copy of the key, and
+// touches nothing of the entity afterwards: a notifiee may release the entity. A member that was
+// removed or replaced lives until the publication is over. An operation that may go on after its
+// entity has gone is safe (removeAll ends with it).
 
 #include <optional>
 #include <utility>

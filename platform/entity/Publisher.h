@@ -3,8 +3,8 @@
 // Publishing and subscribing: how a change of an entity reaches those who react to it.
 //
 // A Publisher tells its notifiees that an attribute changed (FieldId) and under which key. Delivery
-// is synchronous, from inside the operation that makes the change, in order of subscription. What an
-// entity publishes can be read off its class: one constant FieldId an attribute, named xField.
+// is synchronous, from inside the operation that makes the change, in order of subscription. What
+// an entity publishes can be read off its class: one constant FieldId an attribute, named xField.
 //
 //   Notifiee      reacts; what a state machine derives from or holds as a Subscription
 //   Observer      a notifiee that only looks: called after all others, whenever it subscribed

@@ -28,14 +28,12 @@ std::string readableText(T value) {
 }
 
 template <class T>
-  requires(std::integral<T> && !std::same_as<T, bool>)
-std::string readableText(T value) {
+requires(std::integral<T> && !std::same_as<T, bool>) std::string readableText(T value) {
   return std::to_string(value);
 }
 
 template <class T>
-  requires std::is_enum_v<T>
-std::string readableText(T value) {
+requires std::is_enum_v<T> std::string readableText(T value) {
   return std::to_string(static_cast<std::underlying_type_t<T>>(value));
 }
 
@@ -52,10 +50,10 @@ std::string readableText(const Ptr<T>& entity) {
 
 // A collection reads as its keys, in its own order.
 template <class Table>
-  requires requires(const Table& table) {
-    table.cursor().key();
-    table.size();
-  }
+requires requires(const Table& table) {
+  table.cursor().key();
+  table.size();
+}
 std::string readableText(const Table& table) {
   constexpr std::size_t shownMembers = 16;
   std::string text = "{";

@@ -21,7 +21,9 @@ TypeData::TypeData(std::string_view name,
                    std::span<const OperationData> operations) noexcept
     : name_(name), attributes_(attributes), operations_(operations) {
   next_ = firstType().load(std::memory_order_relaxed);
-  while (!firstType().compare_exchange_weak(next_, this, std::memory_order_release,
+  while (!firstType().compare_exchange_weak(next_,
+                                            this,
+                                            std::memory_order_release,
                                             std::memory_order_relaxed)) {
   }
 }

@@ -38,8 +38,9 @@ struct AttributeData {
 struct OperationData {
   std::string_view name;
   std::size_t argumentCount;
-  // The arguments in their string representations; the result in its readable form, if there is one.
-  // Throws: DeserialisationError for an argument that does not read; what the operation throws.
+  // The arguments in their string representations; the result in its readable form, if there is
+  // one. Throws: DeserialisationError for an argument that does not read; what the operation
+  // throws.
   std::optional<std::string> (*call)(Entity& entity, std::span<const std::string> arguments);
 };
 

@@ -8,8 +8,9 @@
 //   clientName=bgp nexthop=10.0.0.1
 //
 // A value with attributes has a constructor from StrepReader, which reads its attributes one by one
-// with attribute<T>(name); that is all that a type needs to be readable. A text attribute ends at the
-// next blank; in double quotes it may hold blanks, and there a backslash makes the next byte literal.
+// with attribute<T>(name); that is all that a type needs to be readable. A text attribute ends at
+// the next blank; in double quotes it may hold blanks, and there a backslash makes the next byte
+// literal.
 //
 // Everything must be consumed. Errors name the type, the attribute and the position in bytes.
 
@@ -43,14 +44,13 @@ struct ValueParser<bool> {
 
 // Decimal, or hexadecimal after 0x.
 template <class T>
-  requires(std::unsigned_integral<T> && !std::same_as<T, bool>)
-struct ValueParser<T> {
+requires(std::unsigned_integral<T> && !std::same_as<T, bool>) struct ValueParser<T> {
   static std::optional<T> parse(std::string_view text) {
     const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
     const std::string_view digits = hexadecimal ? text.substr(2) : text;
     T value{};
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value,
-                                              hexadecimal ? 16 : 10);
+    const auto [end, error] =
+        std::from_chars(digits.data(), digits.data() + digits.size(), value, hexadecimal ? 16 : 10);
     if (digits.empty() || error != std::errc{} || end != digits.data() + digits.size()) {
       return std::nullopt;
     }
@@ -60,9 +60,9 @@ struct ValueParser<T> {
 
 // A type with a static parse of its own, like the addresses.
 template <class T>
-  requires requires(std::string_view text) {
-    { T::parse(text) } -> std::same_as<std::optional<T>>;
-  }
+requires requires(std::string_view text) {
+  { T::parse(text) } -> std::same_as<std::optional<T>>;
+}
 struct ValueParser<T> {
   static std::optional<T> parse(std::string_view text) { return T::parse(text); }
 };

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/net/IpGenAddr.h"
 #include "platform/fib/RouteTable.h"
+#include "platform/net/IpGenAddr.h"
 
 namespace Routing {
 

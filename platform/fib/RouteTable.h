@@ -2,9 +2,9 @@
 
 // The route tables of a VRF as the resolver reads them: routes by prefix, one table a family.
 //
-// RouteStatus is the narrow read interface: a lookup by key, a notification by key, and the hook for
-// a reader that finds the table corrupt. Where the routes stand is the implementation's business
-// (MemoryRouteStatus: in this process).
+// RouteStatus is the narrow read interface: a lookup by key, a notification by key, and the hook
+// for a reader that finds the table corrupt. Where the routes stand is the implementation's
+// business (MemoryRouteStatus: in this process).
 //
 // Publishes: routeField with the prefix (const Key*), after the change.
 

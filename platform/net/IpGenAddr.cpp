@@ -113,8 +113,7 @@ std::optional<std::uint32_t> parseDotted(std::string_view text) {
 std::optional<std::uint16_t> parseGroup(std::string_view text) {
   std::uint16_t value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
-  if (text.empty() || text.size() > 4 || error != std::errc{} ||
-      end != text.data() + text.size()) {
+  if (text.empty() || text.size() > 4 || error != std::errc{} || end != text.data() + text.size()) {
     return std::nullopt;
   }
   return value;

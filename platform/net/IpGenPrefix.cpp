@@ -18,8 +18,7 @@ std::uint32_t prefixHash(std::uint32_t seed,
                          AddressFamily family) noexcept {
   const std::uint64_t high = std::uint64_t{words[0]} << 32U | words[1];
   const std::uint64_t low = std::uint64_t{words[2]} << 32U | words[3];
-  const std::uint64_t kind =
-      std::uint64_t{length} << 8U | static_cast<std::uint64_t>(family);
+  const std::uint64_t kind = std::uint64_t{length} << 8U | static_cast<std::uint64_t>(family);
   return HashState(seed).mix(high).mix(low ^ kind << 48U).result();
 }
 

@@ -6,11 +6,11 @@
 // default IpGenPrefix is the empty prefix: no family, length 0; it covers nothing and is not the
 // default route of any family.
 //
-// A route table is keyed by Prefix (IPv4) or Ip6Prefix. Both are made from an IpGenPrefix and can be
-// in one of three states:
+// A route table is keyed by Prefix (IPv4) or Ip6Prefix. Both are made from an IpGenPrefix and can
+// be in one of three states:
 //   a prefix    made from a prefix of the table's own family
-//   unset       made from the empty prefix; valid, and equal to no prefix, so a lookup finds nothing
-//   not valid   made from a prefix of the other family; validAsPrefix() is false
+//   unset       made from the empty prefix; valid, and equal to no prefix, so a lookup finds
+//   nothing not valid   made from a prefix of the other family; validAsPrefix() is false
 //
 // Text: CIDR, "-" for the empty prefix.
 
@@ -33,6 +33,11 @@ class IpGenPrefix {
   // The address at its full length; the empty prefix for the unset address.
   static constexpr IpGenPrefix host(const IpGenAddr& address) noexcept {
     return {address.family(), addressBits(address.family()), address.words()};
+  }
+  // The prefix of an address whose host bits are clear already, for who has masked it anyway.
+  // Requires: no bit set after the first `length`, which is not beyond the family's.
+  static constexpr IpGenPrefix ofNetwork(const IpGenAddr& network, std::uint8_t length) noexcept {
+    return {network.family(), length, network.words()};
   }
   // A CIDR: address, "/", decimal length. Host bits may be set and are cleared.
   static std::optional<IpGenPrefix> parse(std::string_view text);

@@ -1,7 +1,7 @@
 #pragma once
 
-// Where the task runtime takes its time from: the machine's steady clock, or a clock that a test or a
-// tool moves by hand. Times are nanoseconds since a clock's own beginning.
+// Where the task runtime takes its time from: the machine's steady clock, or a clock that a test or
+// a tool moves by hand. Times are nanoseconds since a clock's own beginning.
 
 #include <chrono>
 

@@ -2,8 +2,8 @@
 
 // DumpContext: where entities print themselves for people.
 //
-// A DumpableEntity prints its state with dumpState(context, indent): a header at the indent, members
-// at indent + 2. Entities that it holds are dumped through dumpChild, the object protocol:
+// A DumpableEntity prints its state with dumpState(context, indent): a header at the indent,
+// members at indent + 2. Entities that it holds are dumped through dumpChild, the object protocol:
 //
 //   null member                       "(null)"
 //   an entity dumped here before      "(TYPE NAME dumped above)", NAME being its first attribute

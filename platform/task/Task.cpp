@@ -19,10 +19,10 @@ const Ptr<TaskScheduler>& required(const Ptr<TaskScheduler>& scheduler) {
 
 }  // namespace
 
-Task::Task(const Ptr<TaskScheduler>& taskScheduler,
-           TaskPriority taskPriority,
-           const String& taskName)
-    : taskScheduler_(required(taskScheduler)), taskPriority_(taskPriority), taskName_(taskName) {
+Task::Task(const Ptr<TaskScheduler>& taskScheduler, TaskPriority taskPriority, String taskName)
+    : taskScheduler_(required(taskScheduler)),
+      taskPriority_(taskPriority),
+      taskName_(std::move(taskName)) {
   ROUTING_ASSERT(taskPriority <= TaskPriority::leastUrgent && "a task has one of the priorities");
   taskScheduler_->taskAdd(*this);
 }
@@ -74,7 +74,8 @@ TimerTask::~TimerTask() { stopTimerTask(); }
 
 void TimerTask::scheduleTaskLowestDelay(Seconds delay) {
   constexpr Seconds longestDelay = std::chrono::hours(24 * 366 * 100);
-  ROUTING_ASSERT(delay >= Seconds(0) && delay <= longestDelay && "a delay is between 0 and 100 years");
+  ROUTING_ASSERT(delay >= Seconds(0) && delay <= longestDelay &&
+                 "a delay is between 0 and 100 years");
   const Nanoseconds now = taskScheduler()->clock()->now();
   const Nanoseconds expiry =
       now + std::min(std::chrono::round<Nanoseconds>(delay), Nanoseconds::max() - now);

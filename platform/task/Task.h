@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 #include "platform/entity/Entity.h"
 #include "platform/entity/Ptr.h"
@@ -23,7 +24,7 @@ class Task : public Entity, public Publisher {
   static constexpr FieldId runField{1};
 
   // Throws: NullArgumentError without a scheduler.
-  Task(const Ptr<TaskScheduler>& taskScheduler, TaskPriority taskPriority, const String& taskName);
+  Task(const Ptr<TaskScheduler>& taskScheduler, TaskPriority taskPriority, String taskName);
   ~Task() override;
 
   const Ptr<TaskScheduler>& taskScheduler() const noexcept { return taskScheduler_; }
@@ -69,14 +70,12 @@ class TimerTask final : public Task {
  public:
   using Seconds = std::chrono::duration<double>;
 
-  TimerTask(const Ptr<TaskScheduler>& taskScheduler,
-            TaskPriority taskPriority,
-            const String& taskName)
-      : Task(taskScheduler, taskPriority, taskName) {}
+  TimerTask(const Ptr<TaskScheduler>& taskScheduler, TaskPriority taskPriority, String taskName)
+      : Task(taskScheduler, taskPriority, std::move(taskName)) {}
   ~TimerTask() override;
 
-  // Arms the timer to fire once, that long from now, to the nearest nanosecond; at the latest at the
-  // end of the clock's range. An armed timer keeps the earlier expiry of the two.
+  // Arms the timer to fire once, that long from now, to the nearest nanosecond; at the latest at
+  // the end of the clock's range. An armed timer keeps the earlier expiry of the two.
   // Requires: not negative; at most 100 years.
   void scheduleTaskLowestDelay(Seconds delay);
   // Disarms the timer; no effect when it is not armed. A run that is due already is not taken back.

@@ -128,6 +128,11 @@ Task* TaskScheduler::mostUrgentTask() const noexcept {
   return nullptr;
 }
 
+bool TaskScheduler::firesBefore(const TimerTask& left, const TimerTask& right) noexcept {
+  return left.expiry_ != right.expiry_ ? left.expiry_ < right.expiry_
+                                       : left.arming_ < right.arming_;
+}
+
 void TaskScheduler::timerAdd(TimerTask& timer) {
   timers_.push_back(&timer);
   timer.armed_ = true;
@@ -149,17 +154,6 @@ void TaskScheduler::timerRemove(TimerTask& timer) noexcept {
   timerDown(last->place_);
 }
 
-namespace {
-
-bool firesBefore(Nanoseconds leftExpiry,
-                 std::uint64_t leftArming,
-                 Nanoseconds rightExpiry,
-                 std::uint64_t rightArming) noexcept {
-  return leftExpiry != rightExpiry ? leftExpiry < rightExpiry : leftArming < rightArming;
-}
-
-}  // namespace
-
 void TaskScheduler::timerPlaceIs(std::size_t place, TimerTask* timer) noexcept {
   timers_[place] = timer;
   timer->place_ = place;
@@ -169,7 +163,7 @@ void TaskScheduler::timerUp(std::size_t place) noexcept {
   TimerTask* const timer = timers_[place];
   while (place > 0) {
     TimerTask* const parent = timers_[(place - 1) / 2];
-    if (!firesBefore(timer->expiry_, timer->arming_, parent->expiry_, parent->arming_)) {
+    if (!firesBefore(*timer, *parent)) {
       break;
     }
     timerPlaceIs(place, parent);
@@ -182,13 +176,10 @@ void TaskScheduler::timerDown(std::size_t place) noexcept {
   TimerTask* const timer = timers_[place];
   while (2 * place + 1 < timers_.size()) {
     std::size_t child = 2 * place + 1;
-    if (child + 1 < timers_.size() &&
-        firesBefore(timers_[child + 1]->expiry_, timers_[child + 1]->arming_,
-                    timers_[child]->expiry_, timers_[child]->arming_)) {
+    if (child + 1 < timers_.size() && firesBefore(*timers_[child + 1], *timers_[child])) {
       ++child;
     }
-    if (!firesBefore(timers_[child]->expiry_, timers_[child]->arming_, timer->expiry_,
-                     timer->arming_)) {
+    if (!firesBefore(*timers_[child], *timer)) {
       break;
     }
     timerPlaceIs(place, timers_[child]);

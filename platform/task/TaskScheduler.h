@@ -3,8 +3,8 @@
 // The task runtime of an agent's event loop.
 //
 // A TaskScheduler runs one task at a time: the runnable task of the most urgent priority, among
-// equals the one that was scheduled first. It never blocks. A host asks for the next deadline, waits
-// as it likes, and runs one turn:
+// equals the one that was scheduled first. It never blocks. A host asks for the next deadline,
+// waits as it likes, and runs one turn:
 //
 //   while (scheduler->runTurn()) {}          // or one turn, then the host's own work
 //   wait until scheduler->nextDeadline();    // nothing: until a task is scheduled
@@ -64,8 +64,8 @@ class TaskScheduler final : public Entity {
   bool fireDueTimer();
 
   bool hasRunnable() const noexcept;
-  // When the next turn has something to do: now when a task is runnable, else the expiry of the next
-  // timer, else nothing.
+  // When the next turn has something to do: now when a task is runnable, else the expiry of the
+  // next timer, else nothing.
   std::optional<Nanoseconds> nextDeadline() const;
   // The expiry of the next timer.
   std::optional<Nanoseconds> nextTimer() const;
@@ -96,6 +96,7 @@ class TaskScheduler final : public Entity {
   Task* mostUrgentTask() const noexcept;
   bool shouldYield() noexcept;
 
+  static bool firesBefore(const TimerTask& left, const TimerTask& right) noexcept;
   void timerAdd(TimerTask& timer);
   void timerRemove(TimerTask& timer) noexcept;
   void timerPlaceIs(std::size_t place, TimerTask* timer) noexcept;
@@ -120,8 +121,8 @@ class TaskScheduler final : public Entity {
   std::uint64_t armings_ = 0;
 };
 
-// The scheduler that a process shares. Made with the real clock when it is first asked for; a host or
-// a test that wants another one installs it before.
+// The scheduler that a process shares. Made with the real clock when it is first asked for; a host
+// or a test that wants another one installs it before.
 class TaskSchedulerRoot {
  public:
   static Ptr<TaskScheduler> findOrCreateScheduler();

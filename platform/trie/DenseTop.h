@@ -2,10 +2,10 @@
 
 // The dense top of a large trie: the first strides of the address as plain arrays.
 //
-// It takes the place of all nodes above depth topBits (18 for IPv4, 12 for IPv6): their bitmaps stand
-// in arrays indexed by the leading bits of the address, and the references below them in one array
-// of 2^topBits, so that a question about a long prefix starts with a single load. 1.1 MB for IPv4,
-// 18 KB for IPv6, which is why only large tries have one.
+// It takes the place of all nodes above depth topBits (18 for IPv4, 12 for IPv6): their bitmaps
+// stand in arrays indexed by the leading bits of the address, and the references below them in one
+// array of 2^topBits, so that a question about a long prefix starts with a single load. 1.1 MB for
+// IPv4, 18 KB for IPv6, which is why only large tries have one.
 //
 // Invariants:
 //   1. A child bit of a bitmap is set exactly when there is something below the slot: a reference
@@ -40,9 +40,7 @@ class DenseTop {
   }
   // What is below the top under the key.
   TrieRef& ref(const Key& key) noexcept { return refs_[key.leading(Family::topBits)]; }
-  const TrieRef& ref(const Key& key) const noexcept {
-    return refs_[key.leading(Family::topBits)];
-  }
+  const TrieRef& ref(const Key& key) const noexcept { return refs_[key.leading(Family::topBits)]; }
   const std::vector<TrieBits>& allBits() const noexcept { return bits_; }
   const std::vector<TrieRef>& allRefs() const noexcept { return refs_; }
 

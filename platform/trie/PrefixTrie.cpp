@@ -150,13 +150,12 @@ void PrefixTrie<Family>::addChild(Node& node, unsigned slot, TrieRef child) noex
   node.children |= std::uint64_t{1} << slot;
 }
 
-// The new node's level is the highest at which both still have a place in it. There one of them is a
-// bit, or they part ways, so the node has two bits.
+// The new node's level is the highest at which both still have a place in it. There one of them is
+// a bit, or they part ways, so the node has two bits.
 template <class Family>
 void PrefixTrie<Family>::split(TrieRef& slot, const Stored& prefix) {
   const TrieRef old = slot;
-  const Stored other =
-      old.isLeaf() ? leafOf(old) : Stored{nodeOf(old).key, nodeOf(old).depth()};
+  const Stored other = old.isLeaf() ? leafOf(old) : Stored{nodeOf(old).key, nodeOf(old).depth()};
   const unsigned level =
       std::min({prefix.key.common(other.key) / trieStride, prefix.level(), other.level()});
   const bool prefixIsBit = prefix.level() == level;
@@ -192,8 +191,8 @@ void PrefixTrie<Family>::split(TrieRef& slot, const Stored& prefix) {
   slot = taken;
 }
 
-// Erasing. Nothing here may fail; where a smaller form needs memory that is not to be had, the larger
-// one stays.
+// Erasing. Nothing here may fail; where a smaller form needs memory that is not to be had, the
+// larger one stays.
 
 template <class Family>
 bool PrefixTrie<Family>::erase(const IpGenPrefix& prefix) noexcept {

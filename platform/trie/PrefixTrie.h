@@ -1,26 +1,29 @@
 #pragma once
 
-// PrefixTrie: a set of prefixes of one family that answers what covers a prefix and what lies inside.
+// PrefixTrie: a set of prefixes of one family that answers what covers a prefix and what lies
+// inside.
 //
-// The structure is a path-compressed trie with a stride of six bits. A node at depth d, a multiple of
-// six, owns the prefixes of length d+1 to d+6 below it as bits of a bitmap (TrieBits.h); a /24 of IPv4
-// is one bit of a node at depth 18 and nothing else. Below a node hang up to 64 slots, each empty, or
-// holding a leaf (a single prefix, in full) or a node at any greater depth. The whole trie hangs in
-// one such slot, the root, so an empty trie has no node and a trie of one prefix one leaf. There are
-// no parent links; nodes, leaves and child arrays live in an arena that all tries of the family share
-// (TrieArena.h).
+// The structure is a path-compressed trie with a stride of six bits. A node at depth d, a multiple
+// of six, owns the prefixes of length d+1 to d+6 below it as bits of a bitmap (TrieBits.h); a /24
+// of IPv4 is one bit of a node at depth 18 and nothing else. Below a node hang up to 64 slots, each
+// empty, or holding a leaf (a single prefix, in full) or a node at any greater depth. The whole
+// trie hangs in one such slot, the root, so an empty trie has no node and a trie of one prefix one
+// leaf. There are no parent links; nodes, leaves and child arrays live in an arena that all tries
+// of the family share (TrieArena.h).
 //
 // Past topLimit prefixes the nodes above depth 18 (IPv4) or 12 (IPv6) give way to plain arrays
-// (DenseTop.h), whose slots are roots of the same kind; below a quarter of the limit they come back.
+// (DenseTop.h), whose slots are roots of the same kind; below a quarter of the limit they come
+// back.
 //
-// Owner: whoever holds it; it is neither copied nor moved. It throws nothing but std::bad_alloc, only
-// from the constructor and from insert(), and then it is as it was.
+// Owner: whoever holds it; it is neither copied nor moved. It throws nothing but std::bad_alloc,
+// only from the constructor and from insert(), and then it is as it was.
 //
-// Arguments of the other family and the empty prefix are in no trie: not inserted, not found, covered
-// by nothing and covering nothing.
+// Arguments of the other family and the empty prefix are in no trie: not inserted, not found,
+// covered by nothing and covering nothing.
 //
 // Invariants:
-//   1. A prefix is in exactly one place: a bit of the node at its own level, or a leaf when there is
+//   1. A prefix is in exactly one place: a bit of the node at its own level, or a leaf when there
+//   is
 //      no such node.
 //   2. Key bits after a node's depth or a leaf's length are zero.
 //   3. A node has at least two prefix and child bits together. (A node left with one prefix when no
@@ -48,19 +51,19 @@ namespace Routing {
 class PrefixVisitor {
  public:
   template <class Callable>
-    requires(!std::is_same_v<std::remove_cvref_t<Callable>, PrefixVisitor>)
-  // NOLINTNEXTLINE(google-explicit-constructor): a walk is given a lambda
-  PrefixVisitor(Callable&& callable) noexcept
-      : callable_(const_cast<void*>(static_cast<const void*>(&callable))),
-        call_([](void* target, const IpGenPrefix& prefix) -> bool {
-          return (*static_cast<std::remove_reference_t<Callable>*>(target))(prefix);
+  requires(!std::is_same_v<std::remove_cvref_t<Callable>, PrefixVisitor>)
+      // NOLINTNEXTLINE(google-explicit-constructor): a walk is given a lambda
+      PrefixVisitor(const Callable& callable)
+  noexcept
+      : callable_(&callable), call_([](const void* target, const IpGenPrefix& prefix) -> bool {
+          return (*static_cast<const Callable*>(target))(prefix);
         }) {}
 
   bool operator()(const IpGenPrefix& prefix) const { return call_(callable_, prefix); }
 
  private:
-  void* callable_;
-  bool (*call_)(void* target, const IpGenPrefix& prefix);
+  const void* callable_;
+  bool (*call_)(const void* target, const IpGenPrefix& prefix);
 };
 
 template <class Family>
@@ -148,7 +151,9 @@ class PrefixTrie {
   }
   Node& nodeOf(TrieRef ref) noexcept { return arena_->nodes[ref.index()]; }
   const Node& nodeOf(TrieRef ref) const noexcept { return arena_->nodes[ref.index()]; }
-  Stored leafOf(TrieRef ref) const noexcept { return arena_->leaves[ref.index()].prefix(ref.isHost()); }
+  Stored leafOf(TrieRef ref) const noexcept {
+    return arena_->leaves[ref.index()].prefix(ref.isHost());
+  }
   // True when the prefix belongs to this node or below it.
   static bool leadsTo(const Node& node, const Stored& prefix) noexcept {
     return node.level() <= prefix.level() && node.key.agrees(prefix.key, node.depth());
@@ -210,8 +215,8 @@ class PrefixTrie {
   void makeTop();
   // Moves a subtree into the dense top.
   void plant(Top& top, TrieRef subtree) noexcept;
-  // Keeps the dense top when there is no memory for nodes in its place: it is tried again at the next
-  // removal.
+  // Keeps the dense top when there is no memory for nodes in its place: it is tried again at the
+  // next removal.
   void dropTop() noexcept;
   void reserveForTop();
   // Moves the part of the dense top below a bitmap into nodes.
@@ -220,9 +225,9 @@ class PrefixTrie {
   // Length of the longest match, -1 for none.
   int longest(Stored prefix) const noexcept;
   int longestInTop(const Stored& prefix) const noexcept;
-  // Finds what of the trie below the dense top lies inside the prefix: onPart(node) when it is a part
-  // of the node of the prefix's level, onWhole(ref) when it is all of a subtree. False when it is
-  // nothing.
+  // Finds what of the trie below the dense top lies inside the prefix: onPart(node) when it is a
+  // part of the node of the prefix's level, onWhole(ref) when it is all of a subtree. False when it
+  // is nothing.
   template <class OnPart, class OnWhole>
   bool locate(const Stored& prefix, OnPart onPart, OnWhole onWhole) const;
   bool walkRef(TrieRef subtree, const PrefixVisitor& visitor) const;

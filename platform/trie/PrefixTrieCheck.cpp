@@ -1,5 +1,5 @@
-// Whether a trie is what its header says it is. Looking allocates nothing as long as it is, so that a
-// build that checks after every change fails where any other does.
+// Whether a trie is what its header says it is. Looking allocates nothing as long as it is, so that
+// a build that checks after every change fails where any other does.
 
 #include <algorithm>
 #include <bit>
@@ -82,7 +82,8 @@ String PrefixTrie<Family>::checkSlot(TrieRef ref,
   const Stored leaf = leafOf(ref);
   ++census.leaves;
   ++census.prefixes;
-  if (leaf.length > Key::bits || leaf.level() < level || !leaf.key.agrees(key, level * trieStride)) {
+  if (leaf.length > Key::bits || leaf.level() < level ||
+      !leaf.key.agrees(key, level * trieStride)) {
     return "leaf in the wrong slot below " + prefixOf(key, level * trieStride).stringValue();
   }
   if (leaf.key.first(leaf.length) != leaf.key) {
@@ -109,7 +110,7 @@ String PrefixTrie<Family>::checkNode(const Node& node, Census& census) const {
   }
   const unsigned limit = std::min(Key::bits - depth, trieStride);
   const bool tooLong =
-      limit < trieStride && (node.high | node.children | (node.low & ~trieMasks::upTo[limit])) != 0;
+      limit < trieStride && (node.high | node.children | (node.low & ~TrieMasks::upTo[limit])) != 0;
   if (tooLong || (node.low & 1U) != 0 || (depth != 0 && node.has({0, 0}))) {
     return broken("a stray bit");
   }
@@ -127,8 +128,8 @@ String PrefixTrie<Family>::checkNode(const Node& node, Census& census) const {
   return {};
 }
 
-// Looks at all of a small trie, all of a large one each time that its size is a power of two: often enough to
-// catch a fault in its first form, and a full table can still be built.
+// Looks at all of a small trie, all of a large one each time that its size is a power of two: often
+// enough to catch a fault in its first form, and a full table can still be built.
 template <class Family>
 void PrefixTrie<Family>::assertInvariants() const {
   if (size_ <= 64 || std::has_single_bit(size_)) {

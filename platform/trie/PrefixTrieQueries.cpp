@@ -26,7 +26,7 @@ bool walkBits(const TrieBits& bits,
     const auto slot = static_cast<unsigned>(std::countr_zero(stops));
     const Key here = key.withChunk(depth, slot);
     if (slot % 2 == 0) {
-      for (std::uint64_t some = low & trieMasks::starters[slot / 2]; some != 0; some &= some - 1) {
+      for (std::uint64_t some = low & TrieMasks::starters[slot / 2]; some != 0; some &= some - 1) {
         const LocalPrefix local = TrieBits::localOf(static_cast<unsigned>(std::countr_zero(some)));
         if (!visit(here, depth + local.length)) {
           return false;
@@ -187,9 +187,7 @@ bool PrefixTrie<Family>::longerPresent(const IpGenPrefix& prefix) const noexcept
   return locate(
       stored,
       [local](const Node& node) { return node.hasInside(local); },
-      [this, &stored](TrieRef ref) {
-        return ref.isNode() || leafOf(ref).length > stored.length;
-      });
+      [this, &stored](TrieRef ref) { return ref.isNode() || leafOf(ref).length > stored.length; });
 }
 
 template <class Family>

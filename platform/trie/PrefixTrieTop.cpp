@@ -101,8 +101,8 @@ TrieRef PrefixTrie<Family>::uproot(unsigned level, const Key& key) noexcept {
   }
   if (prefixes == 1 && count == 0) {
     const LocalPrefix local = bits.onlyPrefix();
-    return takeLeaf({key.withChunk(depth, local.value << (trieStride - local.length)),
-                     depth + local.length});
+    return takeLeaf(
+        {key.withChunk(depth, local.value << (trieStride - local.length)), depth + local.length});
   }
   const TrieRef taken = takeNode(level, key);
   Node& node = nodeOf(taken);

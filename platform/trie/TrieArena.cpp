@@ -2,7 +2,7 @@
 
 namespace Routing {
 
-using childArrays::sizes;
+using ChildArrays::sizes;
 
 void ArrayPool::reserve(unsigned count, std::size_t arrays) {
   const unsigned sizeClass = classOf(count);

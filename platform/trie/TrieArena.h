@@ -1,13 +1,13 @@
 #pragma once
 
-// The memory that the tries of a family share: nodes, leaves and child arrays, each handed out under
-// a 32-bit index from chunks that never move.
+// The memory that the tries of a family share: nodes, leaves and child arrays, each handed out
+// under a 32-bit index from chunks that never move.
 //
-// Owner: the tries. Each holds its arena by shared pointer; ofThread() gives the one that the living
-// tries of this thread use, and makes one when there is none. So an idle trie costs nothing, a small
-// one only what it stores, and the arena goes with its last trie: it is no global, and nothing of it
-// is left at the end of the process. Tries of one thread share an arena and therefore belong to one
-// thread at a time, all together.
+// Owner: the tries. Each holds its arena by shared pointer; ofThread() gives the one that the
+// living tries of this thread use, and makes one when there is none. So an idle trie costs nothing,
+// a small one only what it stores, and the arena goes with its last trie: it is no global, and
+// nothing of it is left at the end of the process. Tries of one thread share an arena and therefore
+// belong to one thread at a time, all together.
 //
 //   Slab        elements of one size
 //   ArrayPool   arrays of 1 to 64 references, in size classes
@@ -21,9 +21,10 @@
 //   1. An element never moves; index 0 is never handed out.
 //   2. used() counts what was taken and not given back.
 //   3. Given elements are taken again before new ones, the last given first.
-//   4. Chunks are kept until trim() finds nothing used, when all but the first go. A pool keeps arrays
-//      of one size class for that class: what it holds is bounded by the sum over the classes of the
-//      most that was ever used at one time.
+//   4. Chunks are kept until trim() finds nothing used, when all but the first go. A pool keeps
+//   arrays
+//      of one size class for that class: what it holds is bounded by the sum over the classes of
+//      the most that was ever used at one time.
 
 #include <array>
 #include <cstddef>
@@ -67,8 +68,8 @@ class TrieRef {
 
 static_assert(sizeof(TrieRef) == 4);
 
-// 32 bytes for IPv4, 48 for IPv6. The key has zeros after the node's depth. The children stand in an
-// array of the pool, as many as there are child bits, in slot order.
+// 32 bytes for IPv4, 48 for IPv6. The key has zeros after the node's depth. The children stand in
+// an array of the pool, as many as there are child bits, in slot order.
 template <class Key>
 struct TrieNode : TrieBits {
   Key key;
@@ -84,8 +85,8 @@ struct TrieNode : TrieBits {
   constexpr void arrayIs(std::uint32_t array) noexcept { link = level() << 27U | array; }
 };
 
-// A lone prefix below a slot, in as many bytes as an address of the family has: a host as it is, any
-// other prefix with its end marked (TrieKey.h).
+// A lone prefix below a slot, in as many bytes as an address of the family has: a host as it is,
+// any other prefix with its end marked (TrieKey.h).
 template <class Key>
 struct TrieLeaf {
   typename Key::Packed packed;
@@ -171,7 +172,7 @@ class Slab {
 };
 
 // Sizes of child arrays, in references.
-namespace childArrays {
+namespace ChildArrays {
 
 inline constexpr std::array<std::uint8_t, 20> sizes{1,  2,  3,  4,  5,  6,  7,  8,  10, 12,
                                                     14, 16, 20, 24, 28, 32, 40, 48, 56, 64};
@@ -191,18 +192,16 @@ constexpr std::array<std::uint8_t, 65> makeClasses() noexcept {
 // The smallest size that holds a count of references.
 inline constexpr std::array<std::uint8_t, 65> classes = makeClasses();
 
-}  // namespace childArrays
+}  // namespace ChildArrays
 
 class ArrayPool {
  public:
   explicit ArrayPool(std::uint32_t limit) noexcept : limit_(limit) {}
 
   // Two counts of the same class take arrays of the same size. Count is 1 to 64.
-  static constexpr unsigned classOf(unsigned count) noexcept {
-    return childArrays::classes[count];
-  }
+  static constexpr unsigned classOf(unsigned count) noexcept { return ChildArrays::classes[count]; }
   static constexpr unsigned wordsOf(unsigned count) noexcept {
-    return childArrays::sizes[classOf(count)];
+    return ChildArrays::sizes[classOf(count)];
   }
 
   TrieRef* at(std::uint32_t index) noexcept {
@@ -236,8 +235,8 @@ class ArrayPool {
   std::vector<std::unique_ptr<TrieRef[]>> chunks_;
   std::uint32_t limit_;
   std::uint32_t next_ = 1;
-  std::array<std::uint32_t, childArrays::sizes.size()> firstFree_{};
-  std::array<std::uint32_t, childArrays::sizes.size()> free_{};
+  std::array<std::uint32_t, ChildArrays::sizes.size()> firstFree_{};
+  std::array<std::uint32_t, ChildArrays::sizes.size()> free_{};
   std::size_t used_ = 0;
 };
 

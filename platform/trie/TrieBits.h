@@ -9,8 +9,9 @@
 // each of the 64 slots, as `children` has.
 //
 // Everything a trie asks is a mask over these words:
-//   longest match   the ancestors of a 6-bit chunk are one mask; the highest bit left is the longest
-//   what is inside  the subtree of a local prefix is a mask in `low` and one range of slots in
+//   longest match   the ancestors of a 6-bit chunk are one mask; the highest bit left is the
+//   longest what is inside  the subtree of a local prefix is a mask in `low` and one range of slots
+//   in
 //                   `high` and `children`
 //   walk order      by slot; at a slot the shorter local prefixes that start there come first, then
 //                   the one of length 6, then what is below the slot
@@ -28,7 +29,7 @@ struct LocalPrefix {
   unsigned value = 0;
 };
 
-namespace trieMasks {
+namespace TrieMasks {
 
 constexpr std::uint64_t bitOf(unsigned index) noexcept { return std::uint64_t{1} << index; }
 
@@ -81,7 +82,7 @@ inline constexpr std::array<std::uint64_t, 64> subtrees = makeSubtrees();
 inline constexpr std::array<std::uint64_t, 32> starters = makeStarters();
 inline constexpr std::array<std::uint64_t, 7> upTo = makeUpTo();
 
-}  // namespace trieMasks
+}  // namespace TrieMasks
 
 // A choice of a node's prefixes and slots.
 struct TrieMask {
@@ -93,7 +94,7 @@ struct TrieMask {
     const unsigned count = 1U << (6U - local.length);
     const std::uint64_t range = ~std::uint64_t{0} >> (64U - count) << (local.value * count);
     const std::size_t index = (std::size_t{1} << local.length) + local.value;
-    return {local.length < 6 ? trieMasks::subtrees[index] : 0, range};
+    return {local.length < 6 ? TrieMasks::subtrees[index] : 0, range};
   }
 };
 
@@ -111,8 +112,7 @@ struct TrieBits {
   constexpr bool hasChild(unsigned slot) const noexcept { return (children >> slot & 1U) != 0; }
   // How many children stand before this slot.
   constexpr unsigned rank(unsigned slot) const noexcept {
-    return static_cast<unsigned>(
-        std::popcount(children & ((std::uint64_t{1} << slot) - 1)));
+    return static_cast<unsigned>(std::popcount(children & ((std::uint64_t{1} << slot) - 1)));
   }
 
   constexpr unsigned prefixCount() const noexcept {
@@ -126,14 +126,14 @@ struct TrieBits {
 
   // True when some prefix of this node covers the chunk.
   constexpr bool meets(unsigned chunk) const noexcept {
-    return ((high >> chunk & 1U) | (low & trieMasks::ancestors[chunk / 2])) != 0;
+    return ((high >> chunk & 1U) | (low & TrieMasks::ancestors[chunk / 2])) != 0;
   }
   // Local length of the longest prefix of at most `limit` bits that covers the chunk, -1 if none.
   constexpr int longest(unsigned chunk, unsigned limit) const noexcept {
     if (limit >= 6 && (high >> chunk & 1U) != 0) {
       return 6;
     }
-    const std::uint64_t met = low & trieMasks::ancestors[chunk / 2] & trieMasks::upTo[limit];
+    const std::uint64_t met = low & TrieMasks::ancestors[chunk / 2] & TrieMasks::upTo[limit];
     return met == 0 ? -1 : static_cast<int>(std::bit_width(lastBit(met))) - 1;
   }
   // True when a prefix strictly inside the local one is there, or anything below its slots.

@@ -2,9 +2,9 @@
 
 // TrieGen: a published set of prefixes of one family.
 //
-// The forwarding tables have one for each family of a VRF, which says what routes there are; whoever
-// tracks addresses keeps them in one as host prefixes, to find those under a changed route. It holds
-// no routes, only which prefixes have one. What it is made of is PrefixTrie.h's.
+// The forwarding tables have one for each family of a VRF, which says what routes there are;
+// whoever tracks addresses keeps them in one as host prefixes, to find those under a changed route.
+// It holds no routes, only which prefixes have one. What it is made of is PrefixTrie.h's.
 //
 // Owner: the host or a state machine, by Ptr.
 //
@@ -14,15 +14,15 @@
 //   routeDel(p)         the same
 //   changedPrefixIs(p)  none; says that the route under p has new content p, always
 //
-// changedPrefix() is the last prefix published, unset before the first. The writer changes the route
-// table first and this trie last, so whoever is notified finds the table as it will stand.
+// changedPrefix() is the last prefix published, unset before the first. The writer changes the
+// route table first and this trie last, so whoever is notified finds the table as it will stand.
 //
 // The empty prefix and prefixes of the other family are covered by nothing, cover nothing, and are
 // not there to be removed; adding one is a programming error.
 //
-// Reentering: the trie may be changed, or released, by whom it notifies. It may not be changed by the
-// callback of its own walk; the callback may ask it anything, walk it again, change other tries and
-// release this one.
+// Reentering: the trie may be changed, or released, by whom it notifies. It may not be changed by
+// the callback of its own walk; the callback may ask it anything, walk it again, change other tries
+// and release this one.
 
 #include <cstddef>
 #include <utility>
@@ -62,8 +62,8 @@ class TrieGen : public Entity, public Publisher {
   String checkInvariants() const;
 
   // Adds the prefix when `present`, else the same as routeDel.
-  // Requires: of this family when present; no walk under way. Publishes: the prefix, if that changed
-  // something. Throws: std::bad_alloc; the trie is unchanged then.
+  // Requires: of this family when present; no walk under way. Publishes: the prefix, if that
+  // changed something. Throws: std::bad_alloc; the trie is unchanged then.
   void routeIs(const IpGenPrefix& prefix, bool present);
   // Requires: no walk under way. Publishes: the prefix, if it was there.
   void routeDel(const IpGenPrefix& prefix);

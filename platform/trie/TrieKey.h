@@ -140,8 +140,7 @@ struct TrieKey128 {
   // How many leading bits are the same.
   constexpr unsigned common(const TrieKey128& other) const noexcept {
     const auto inHigh = static_cast<unsigned>(std::countl_zero(high ^ other.high));
-    return inHigh < 64U ? inHigh
-                        : 64U + static_cast<unsigned>(std::countl_zero(low ^ other.low));
+    return inHigh < 64U ? inHigh : 64U + static_cast<unsigned>(std::countl_zero(low ^ other.low));
   }
   friend constexpr bool operator==(const TrieKey128&, const TrieKey128&) noexcept = default;
 

@@ -1,0 +1,285 @@
+// The trie beside a binary trie and a Patricia tree over one table: time and bytes, and how many
+// times the others' figure is the trie's. PrefixTable.h says which table.
+//
+//   longestMatch   a random prefix of the table, then a random address in it
+//   longerPresent  a random prefix of the table
+//   walk           the whole table, a prefix
+//   walkSubtree    what is inside a random prefix of the table
+//   change         a random prefix removed and added again
+//   build          the whole table from sorted prefixes, a prefix
+//   hosts          100,000 random host prefixes: longest match, and bytes
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "bench/trie/PrefixTable.h"
+#include "bench/trie/Twins.h"
+#include "platform/trie/PrefixTrie.h"
+
+namespace Routing::TrieBench {
+namespace {
+
+constexpr std::size_t queryCount = std::size_t{1} << 20U;
+
+template <class Trie>
+struct FamilyOf;
+template <template <class> class Trie, class Family>
+struct FamilyOf<Trie<Family>> {
+  using Type = Family;
+};
+template <class Trie>
+constexpr AddressFamily familyOf = FamilyOf<Trie>::Type::family;
+
+IpGenPrefix hostIn(const IpGenPrefix& prefix, std::mt19937_64& random) {
+  IpGenAddr::Words any{};
+  for (std::uint32_t& word : any) {
+    word = static_cast<std::uint32_t>(random());
+  }
+  const IpGenAddr::Words head = maskedWords(any, prefix.length());
+  for (std::size_t i = 0; i < any.size(); ++i) {
+    any[i] ^= head[i] ^ prefix.words()[i];
+  }
+  return IpGenPrefix::host(prefix.family() == AddressFamily::ipv4 ? IpGenAddr::ipv4(any[0])
+                                                                  : IpGenAddr::ipv6(any));
+}
+
+const std::vector<IpGenPrefix>& randomHosts(AddressFamily family) {
+  static std::map<AddressFamily, std::vector<IpGenPrefix>> made;
+  std::vector<IpGenPrefix>& hosts = made[family];
+  std::mt19937_64 random(7);
+  const IpGenPrefix all(
+      family == AddressFamily::ipv4 ? IpGenAddr::ipv4(0) : IpGenAddr::ipv6(IpGenAddr::Words{}),
+      0);
+  while (hosts.size() < 100000) {
+    hosts.push_back(hostIn(all, random));
+  }
+  return hosts;
+}
+
+// Random members of the table.
+std::vector<IpGenPrefix> members(const std::vector<IpGenPrefix>& table) {
+  std::mt19937_64 random(1);
+  std::vector<IpGenPrefix> queries;
+  queries.reserve(queryCount);
+  while (queries.size() < queryCount) {
+    queries.push_back(table[random() % table.size()]);
+  }
+  return queries;
+}
+
+std::vector<IpGenPrefix> addressesIn(const std::vector<IpGenPrefix>& table) {
+  std::mt19937_64 random(2);
+  std::vector<IpGenPrefix> queries = members(table);
+  for (IpGenPrefix& query : queries) {
+    query = hostIn(query, random);
+  }
+  return queries;
+}
+
+// Built once, so that all rows of a trie ask the same one.
+template <class Trie>
+Trie& fullTrie() {
+  static Trie trie;
+  static const bool filled = [] {
+    for (const IpGenPrefix& prefix : prefixTable(familyOf<Trie>)) {
+      trie.insert(prefix);
+    }
+    return true;
+  }();
+  benchmark::DoNotOptimize(filled);
+  return trie;
+}
+
+template <class Trie>
+void setBytes(benchmark::State& state, const Trie& trie, std::size_t prefixes) {
+  state.counters["bytes/prefix"] =
+      static_cast<double>(trie.memory()) / static_cast<double>(prefixes);
+}
+
+template <class Ask>
+void askAll(benchmark::State& state, const std::vector<IpGenPrefix>& queries, Ask ask) {
+  std::size_t at = 0;
+  for (auto _ : state) {
+    ask(queries[at]);
+    at = at + 1 == queries.size() ? 0 : at + 1;
+  }
+}
+
+template <class Trie>
+void longestMatch(benchmark::State& state) {
+  const Trie& trie = fullTrie<Trie>();
+  askAll(state, addressesIn(prefixTable(familyOf<Trie>)), [&trie](const IpGenPrefix& query) {
+    benchmark::DoNotOptimize(trie.longestMatch(query));
+  });
+  setBytes(state, trie, prefixTable(familyOf<Trie>).size());
+}
+
+template <class Trie>
+void longerPresent(benchmark::State& state) {
+  const Trie& trie = fullTrie<Trie>();
+  askAll(state, members(prefixTable(familyOf<Trie>)), [&trie](const IpGenPrefix& query) {
+    benchmark::DoNotOptimize(trie.longerPresent(query));
+  });
+}
+
+template <class Trie>
+void walkSubtree(benchmark::State& state) {
+  const Trie& trie = fullTrie<Trie>();
+  askAll(state, members(prefixTable(familyOf<Trie>)), [&trie](const IpGenPrefix& query) {
+    std::size_t seen = 0;
+    trie.walk(query, [&seen](const IpGenPrefix& found) { return ++seen + found.length() != 0; });
+    benchmark::DoNotOptimize(seen);
+  });
+}
+
+template <class Trie>
+void walk(benchmark::State& state) {
+  const Trie& trie = fullTrie<Trie>();
+  const std::vector<IpGenPrefix>& table = prefixTable(familyOf<Trie>);
+  const IpGenPrefix all(table.front().family() == AddressFamily::ipv4
+                            ? IpGenAddr::ipv4(0)
+                            : IpGenAddr::ipv6(IpGenAddr::Words{}),
+                        0);
+  while (state.KeepRunningBatch(static_cast<benchmark::IterationCount>(table.size()))) {
+    std::size_t seen = 0;
+    trie.walk(all, [&seen](const IpGenPrefix& found) { return ++seen + found.length() != 0; });
+    if (seen != table.size()) {
+      state.SkipWithError("the walk missed a prefix");
+    }
+  }
+}
+
+template <class Trie>
+void change(benchmark::State& state) {
+  Trie& trie = fullTrie<Trie>();
+  askAll(state, members(prefixTable(familyOf<Trie>)), [&trie](const IpGenPrefix& query) {
+    benchmark::DoNotOptimize(trie.erase(query));
+    benchmark::DoNotOptimize(trie.insert(query));
+  });
+  setBytes(state, trie, prefixTable(familyOf<Trie>).size());
+}
+
+template <class Trie>
+void build(benchmark::State& state) {
+  const std::vector<IpGenPrefix>& table = prefixTable(familyOf<Trie>);
+  while (state.KeepRunningBatch(static_cast<benchmark::IterationCount>(table.size()))) {
+    Trie trie;
+    for (const IpGenPrefix& prefix : table) {
+      trie.insert(prefix);
+    }
+    benchmark::DoNotOptimize(trie);
+    state.PauseTiming();
+    setBytes(state, trie, table.size());
+    state.ResumeTiming();
+  }
+}
+
+template <class Trie>
+void hosts(benchmark::State& state) {
+  const std::vector<IpGenPrefix>& all = randomHosts(familyOf<Trie>);
+  Trie trie;
+  for (const IpGenPrefix& host : all) {
+    trie.insert(host);
+  }
+  askAll(state, members(all), [&trie](const IpGenPrefix& query) {
+    benchmark::DoNotOptimize(trie.longestMatch(query));
+  });
+  setBytes(state, trie, all.size());
+}
+
+// Remembers the rows, to print what is asked at the end: how the three compare.
+class Comparison : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) {
+      const std::string name = run.run_name.function_name;
+      const std::size_t slash = name.rfind('/');
+      if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median") {
+        Figures& figures = rows_[name.substr(0, slash)];
+        figures.time[name.substr(slash + 1)] = run.GetAdjustedCPUTime();
+        const auto bytes = run.counters.find("bytes/prefix");
+        if (bytes != run.counters.end()) {
+          figures.bytes[name.substr(slash + 1)] = bytes->second.value;
+        }
+      }
+    }
+  }
+  void print() const {
+    std::printf("\n%-22s %-12s %10s %18s %18s\n", "", "", "trie", "binary", "patricia");
+    for (const auto& [name, figures] : rows_) {
+      printRow(name, "ns", figures.time);
+      printRow(name, "bytes/prefix", figures.bytes);
+    }
+  }
+
+ private:
+  using Values = std::map<std::string, double>;
+  struct Figures {
+    Values time;
+    Values bytes;
+  };
+
+  static void printRow(const std::string& name, const char* unit, const Values& values) {
+    const auto ours = values.find("trie");
+    if (ours == values.end()) {
+      return;
+    }
+    std::printf("%-22s %-12s %10.1f", name.c_str(), unit, ours->second);
+    for (const char* twin : {"binary", "patricia"}) {
+      const auto theirs = values.find(twin);
+      if (theirs != values.end()) {
+        std::printf(" %10.1f (%4.1fx)", theirs->second, theirs->second / ours->second);
+      }
+    }
+    std::printf("\n");
+  }
+
+  std::map<std::string, Figures> rows_;
+};
+
+template <class Trie>
+void registerTrie(const std::string& family, const std::string& trie) {
+  const std::vector<std::pair<const char*, void (*)(benchmark::State&)>> rows{
+      {"longestMatch", longestMatch<Trie>},
+      {"longerPresent", longerPresent<Trie>},
+      {"walkSubtree", walkSubtree<Trie>},
+      {"walk", walk<Trie>},
+      {"change", change<Trie>},
+      {"build", build<Trie>},
+      {"hosts", hosts<Trie>}};
+  for (const auto& [row, function] : rows) {
+    const std::string name = row + ("/" + family) + "/" + trie;
+    benchmark::RegisterBenchmark(name.c_str(), function);
+  }
+}
+
+template <class Family>
+void registerFamily(const std::string& family) {
+  registerTrie<PrefixTrie<Family>>(family, "trie");
+  registerTrie<BinaryTrie<Family>>(family, "binary");
+  registerTrie<PatriciaTrie<Family>>(family, "patricia");
+}
+
+}  // namespace
+}  // namespace Routing::TrieBench
+
+int main(int argc, char** argv) {
+  using namespace Routing;
+  TrieBench::registerFamily<TrieFamily4>("ipv4");
+  TrieBench::registerFamily<TrieFamily6>("ipv6");
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    return 1;
+  }
+  TrieBench::Comparison comparison;
+  benchmark::RunSpecifiedBenchmarks(&comparison);
+  comparison.print();
+  return 0;
+}
