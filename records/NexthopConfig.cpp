@@ -1,12 +1,14 @@
 #include "records/NexthopConfig.h"
 
+#include <utility>
+
 #include "platform/entity/Exceptions.h"
 #include "platform/entity/Inspection.h"
 
 namespace Routing {
 
-NexthopVrfConfig::NexthopVrfConfig(const VrfName& vrfName, NexthopStatusFecIdType fecIdType)
-    : vrfName_(vrfName), fecIdType_(fecIdType), nexthop_(*this, nexthopField) {}
+NexthopVrfConfig::NexthopVrfConfig(VrfName vrfName, NexthopStatusFecIdType fecIdType)
+    : vrfName_(std::move(vrfName)), fecIdType_(fecIdType), nexthop_(*this, nexthopField) {}
 
 void NexthopVrfConfig::fecIdTypeIs(NexthopStatusFecIdType fecIdType) {
   fecIdType_ = fecIdType;
@@ -28,7 +30,7 @@ const TypeData& NexthopVrfConfig::typeData() const {
   return type;
 }
 
-NexthopConfig::NexthopConfig(const String& name) : name_(name), vrf_(*this, vrfField) {}
+NexthopConfig::NexthopConfig(String name) : name_(std::move(name)), vrf_(*this, vrfField) {}
 
 Ptr<NexthopVrfConfig> NexthopConfig::vrfIs(const VrfName& vrfName,
                                            NexthopStatusFecIdType fecIdType) {

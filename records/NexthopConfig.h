@@ -42,7 +42,7 @@ class NexthopVrfConfig final : public Entity, public Publisher {
   static constexpr FieldId nexthopField{1};
   static constexpr FieldId fecIdTypeField{2};
 
-  NexthopVrfConfig(const VrfName& vrfName, NexthopStatusFecIdType fecIdType);
+  NexthopVrfConfig(VrfName vrfName, NexthopStatusFecIdType fecIdType);
 
   const VrfName& vrfName() const noexcept { return vrfName_; }
   NexthopStatusFecIdType fecIdType() const noexcept { return fecIdType_; }
@@ -77,7 +77,7 @@ class NexthopConfig final : public Entity, public Publisher {
   using Vrfs = PublishedMap<VrfName, Ptr<NexthopVrfConfig>>;
   static constexpr FieldId vrfField{1};
 
-  explicit NexthopConfig(const String& name);
+  explicit NexthopConfig(String name);
 
   const String& name() const noexcept { return name_; }
   const Vrfs& vrf() const noexcept { return vrf_; }

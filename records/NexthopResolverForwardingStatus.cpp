@@ -1,11 +1,13 @@
 #include "records/NexthopResolverForwardingStatus.h"
 
+#include <utility>
+
 #include "platform/entity/Inspection.h"
 
 namespace Routing {
 
-NexthopResolverVrfForwardingStatus::NexthopResolverVrfForwardingStatus(const VrfName& vrfName)
-    : vrfName_(vrfName), nexthopResolverIdVia_(*this, nexthopResolverIdViaField) {}
+NexthopResolverVrfForwardingStatus::NexthopResolverVrfForwardingStatus(VrfName vrfName)
+    : vrfName_(std::move(vrfName)), nexthopResolverIdVia_(*this, nexthopResolverIdViaField) {}
 
 const TypeData& NexthopResolverVrfForwardingStatus::typeData() const {
   static constexpr std::array attributes{

@@ -12,8 +12,8 @@
 //
 // Publishes:
 //   NexthopResolverForwardingStatus::vrfField                      VrfName
-//   NexthopResolverVrfForwardingStatus::nexthopResolverIdViaField  ResolverId   written (also equal
-//                                                                               to the last) or removed
+//   NexthopResolverVrfForwardingStatus::nexthopResolverIdViaField  ResolverId
+//     a record written (also one equal to the last) or removed
 
 #include <cstdint>
 #include <vector>
@@ -86,7 +86,7 @@ class NexthopResolverVrfForwardingStatus final : public Entity, public Publisher
   using IdVias = PublishedTable<NexthopResolverIdVia, NexthopResolverIdViaKey>;
   static constexpr FieldId nexthopResolverIdViaField{1};
 
-  explicit NexthopResolverVrfForwardingStatus(const VrfName& vrfName);
+  explicit NexthopResolverVrfForwardingStatus(VrfName vrfName);
 
   const VrfName& vrfName() const noexcept { return vrfName_; }
   const IdVias& nexthopResolverIdVia() const noexcept { return nexthopResolverIdVia_; }

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/entity/Assert.h"
 #include "platform/entity/Exceptions.h"
@@ -37,8 +38,8 @@ String NexthopStatusEntry::stringValue() const {
   return text;
 }
 
-NexthopVrfStatus::NexthopVrfStatus(const VrfName& vrfName, NexthopStatusFecIdType fecIdType)
-    : vrfName_(vrfName), fecIdType_(fecIdType), nexthop_(*this, nexthopField) {}
+NexthopVrfStatus::NexthopVrfStatus(VrfName vrfName, NexthopStatusFecIdType fecIdType)
+    : vrfName_(std::move(vrfName)), fecIdType_(fecIdType), nexthop_(*this, nexthopField) {}
 
 const TypeData& NexthopVrfStatus::typeData() const {
   using Collection = const Nexthops& (NexthopVrfStatus::*)() const noexcept;
@@ -50,7 +51,7 @@ const TypeData& NexthopVrfStatus::typeData() const {
   return type;
 }
 
-NexthopStatus::NexthopStatus(const String& name) : name_(name), vrf_(*this, vrfField) {}
+NexthopStatus::NexthopStatus(String name) : name_(std::move(name)), vrf_(*this, vrfField) {}
 
 Ptr<NexthopVrfStatus> NexthopStatus::vrfIs(const VrfName& vrfName,
                                            NexthopStatusFecIdType fecIdType) {

@@ -59,7 +59,7 @@ class NexthopVrfStatus final : public Entity, public Publisher {
   using Nexthops = PublishedTable<NexthopStatusEntry, NexthopStatusEntryKey>;
   static constexpr FieldId nexthopField{1};
 
-  NexthopVrfStatus(const VrfName& vrfName, NexthopStatusFecIdType fecIdType);
+  NexthopVrfStatus(VrfName vrfName, NexthopStatusFecIdType fecIdType);
 
   const VrfName& vrfName() const noexcept { return vrfName_; }
   // Never changes.
@@ -92,7 +92,7 @@ class NexthopStatus final : public Entity, public Publisher {
   using Vrfs = PublishedMap<VrfName, Ptr<NexthopVrfStatus>>;
   static constexpr FieldId vrfField{1};
 
-  explicit NexthopStatus(const String& name);
+  explicit NexthopStatus(String name);
 
   const String& name() const noexcept { return name_; }
   const Vrfs& vrf() const noexcept { return vrf_; }

@@ -41,7 +41,10 @@ class ResolverId {
   constexpr bool isResIdForReservedFecId() const noexcept { return value_ <= maxReserved; }
 
   friend constexpr bool operator==(const ResolverId&, const ResolverId&) noexcept = default;
-  friend constexpr auto operator<=>(const ResolverId&, const ResolverId&) noexcept = default;
+  friend constexpr std::strong_ordering operator<=>(const ResolverId& left,
+                                                    const ResolverId& right) noexcept {
+    return left.value_ <=> right.value_;
+  }
 
   std::uint32_t hash(std::uint32_t seed) const noexcept {
     return HashState(seed).mix(value_).result();

@@ -199,7 +199,7 @@ void NexthopResolverFibViaSm::scheduleCleanup() {
 }
 
 void NexthopResolverFibViaSm::handleGenFecId(FecId fecId) {
-  if (!fecIdToClientHop_->fecIdRef(fecId)) {
+  if (!isReferenced(fecId)) {
     return;
   }
   ROUTING_TRACE(traceFacility, 9, "[{}] handleGenFecId fecId: {}", vrfName_, fecId);
@@ -257,9 +257,16 @@ ResolverId NexthopResolverFibViaSm::newResolverId(FecId fecId) {
   return resIdAllocator_->newId(fecId);
 }
 
+bool NexthopResolverFibViaSm::isReferenced(FecId fecId) const {
+  return fecIdToClientHop_ && fecIdToClientHop_->fecIdRef().has(fecId);
+}
+
 // A table that is found corrupt is told so and read as holding no such FEC. Lack of memory is no
 // corruption and goes on to the caller.
 FibGen::Fec NexthopResolverFibViaSm::readFec(FecId fecId) const {
+  if (!forwardingGenStatus_) {
+    return FibGen::Fec(0);
+  }
   try {
     return forwardingGenStatus_->fec(fecId);
   } catch (const std::bad_alloc&) {
@@ -305,7 +312,7 @@ NexthopResolverIdVia NexthopResolverFibViaSm::createNhResIdVia(
 
 void NexthopResolverFibViaSm::handleFecIdReferenceUpdate(FecId fecId) {
   ROUTING_TRACE(traceFacility, 9, "[{}] handleFecIdReferenceUpdate fecId: {}", vrfName_, fecId);
-  if (fecIdToClientHop_->fecIdRef(fecId)) {
+  if (isReferenced(fecId)) {
     allocateResolverIdForGenFecId(fecId);
   } else {
     removeResolverIdForFecId(fecId);
@@ -330,7 +337,9 @@ void NexthopResolverFibViaSm::removeResolverIdForFecId(FecId fecId) {
 }
 
 void NexthopResolverFibViaSm::cleanupNhResVrfFs() {
-  if (!cleanupNhResVrfFsTimer_ || !cleanupNhResVrfFsTimer_->taskIsRunning() || !initialized_) {
+  // Whoever is notified of a removal may drop the timer.
+  const Ptr<TimerTask> timer = cleanupNhResVrfFsTimer_;
+  if (!timer || !timer->taskIsRunning() || !initialized_) {
     return;
   }
   ROUTING_TRACE(traceFacility, 9, "[{}] cleanupNhResVrfFs", vrfName_);
@@ -342,7 +351,7 @@ void NexthopResolverFibViaSm::cleanupNhResVrfFs() {
       records->nexthopResolverIdViaDel(cursor.key());
     }
   }
-  cleanupNhResVrfFsTimer_->stopTimerTask();
+  timer->stopTimerTask();
   ROUTING_TRACE(traceFacility, 2, "[{}] cleanupNhResVrfFs cleanup complete.", vrfName_);
 }
 

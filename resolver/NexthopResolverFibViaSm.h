@@ -48,6 +48,8 @@ class NexthopResolverFibViaSm final : public Entity {
   // How long what the previous run published stays.
   static constexpr std::chrono::seconds cleanupNhResVrfFsTime{300};
 
+  // Without a forwarding table there is no FEC, without an index nothing is referenced; the other
+  // inputs are needed.
   NexthopResolverFibViaSm(const VrfName& vrfName,
                           const Ptr<const FibGen::ForwardingStatus>& forwardingGenStatus,
                           const Ptr<NexthopResolverVrfForwardingStatus>& nhResolverVrfFs,
@@ -129,6 +131,7 @@ class NexthopResolverFibViaSm final : public Entity {
   void unsubscribeFromInputs();
   bool reconcileContext();
   void scheduleCleanup();
+  bool isReferenced(FecId fecId) const;
   FibGen::Fec readFec(FecId fecId) const;
   ResolverId newResolverId(FecId fecId);
   void publishVias(ResolverId resolverId, const FibGen::Fec& fec);

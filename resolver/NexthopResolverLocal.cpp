@@ -138,7 +138,10 @@ void FecIdToClientHop::fecIdRefDelAll() {
   }
 }
 
+// Whoever is notified may release the index: each of the reference operations holds it.
+
 void FecIdToClientHop::addReference(FecId fecId, String clientName, IpGenAddr nexthop) {
+  const Ptr<FecIdToClientHop> self(this);
   const NexthopResolverClientNexthopKey key(clientName, nexthop);
   const FecId old = clientNexthopToFecId(key);
   if (old == fecId) {
@@ -152,6 +155,7 @@ void FecIdToClientHop::addReference(FecId fecId, String clientName, IpGenAddr ne
 }
 
 void FecIdToClientHop::deleteReference(FecId fecId, String clientName, IpGenAddr nexthop) {
+  const Ptr<FecIdToClientHop> self(this);
   const Ptr<NexthopResolverFecIdRef> fr = fecIdRef(fecId);
   ROUTING_ASSERT(fr && "trying to remove reference for untracked fecId");
   fr->updateClientRef(clientName, nexthop, false);
@@ -171,6 +175,7 @@ void FecIdToClientHop::deleteReferenceForClientNexthop(const String& clientName,
 }
 
 void FecIdToClientHop::deleteReferenceForFecId(FecId fecId) {
+  const Ptr<FecIdToClientHop> self(this);
   const Ptr<NexthopResolverFecIdRef> fr = fecIdRef(fecId);
   ROUTING_ASSERT(fr && "trying to remove reference for untracked fecId");
   for (auto clients = fr->clientRef().cursor(); !clients.atEnd(); clients.next()) {
