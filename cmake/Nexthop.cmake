@@ -4,7 +4,8 @@
 #                                                              one is not installed
 #   nexthop_tool(NAME SOURCES ... DEPENDS ...)                 program NAME
 #   nexthop_test(NAME SOURCES ... DEPENDS ... [LABELS ...])    GoogleTest program NAME_test, each of
-#                                                              its tests known to ctest
+#                                                              its tests known to ctest; part of the
+#                                                              target nexthop_tests
 #   nexthop_bench(NAME SOURCES ... DEPENDS ...)                Google Benchmark program NAME_bench
 #
 # DEPENDS takes names of nexthop_library, without the prefix; LIBRARIES takes any other target or
@@ -76,13 +77,6 @@ if(NEXTHOP_COVERAGE)
   target_compile_options(nexthop_flags INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(nexthop_flags INTERFACE --coverage)
 endif()
-
-# Adds a folder if it is there; a folder's own CMakeLists.txt names its targets.
-macro(nexthop_folder folder)
-  if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/CMakeLists.txt)
-    add_subdirectory(${folder})
-  endif()
-endmacro()
 
 # Sets SOURCES, DEPENDS, LIBRARIES and LABELS in the caller and complains of anything else.
 macro(nexthop_parse)
@@ -166,13 +160,10 @@ function(nexthop_test_pch)
     <vector>)
 endfunction()
 
-# In a build for the thread sanitizer only tests labelled tsan exist: the library runs on one thread
-# everywhere else.
+# In a build for the thread sanitizer only tests labelled tsan are built and run: the library runs on
+# one thread everywhere else.
 function(nexthop_test name)
   nexthop_parse(${ARGN})
-  if(NEXTHOP_SANITIZER STREQUAL "thread" AND NOT "tsan" IN_LIST arg_LABELS)
-    return()
-  endif()
   set(target ${name}_test)
   nexthop_program(${target} ${ARGN})
   nexthop_test_flags(${target})
@@ -180,6 +171,14 @@ function(nexthop_test name)
   if(NEXTHOP_PCH)
     target_precompile_headers(${target} REUSE_FROM nexthop_test_pch)
   endif()
+  if(NEXTHOP_SANITIZER STREQUAL "thread" AND NOT "tsan" IN_LIST arg_LABELS)
+    set_target_properties(${target} PROPERTIES EXCLUDE_FROM_ALL ON)
+    return()
+  endif()
+  if(NOT TARGET nexthop_tests)
+    add_custom_target(nexthop_tests)
+  endif()
+  add_dependencies(nexthop_tests ${target})
   gtest_discover_tests(
     ${target}
     WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}

@@ -116,13 +116,12 @@ NexthopResolverManagerSm::NexthopResolverManagerSm(
 }
 
 NexthopResolverManagerSm::~NexthopResolverManagerSm() {
+  // Also when they are off: the constructor subscribes, and so does a watcher that is made meanwhile.
+  hasNotificationActive_ = true;
   hasNotificationActiveIs(false);
   handleCleanup();
   doZombieReactors(true);
-  // Those that the constructor made, when notifications were never switched on.
-  nexthopConfigDirInput_.unsubscribe();
-  nexthopStatusDirInput_.unsubscribe();
-  nexthopCellSpecificStatusDirInput_.unsubscribe();
+  unsubscribeFromDirectories();
   for (auto cursor = nexthopConfig_.cursor(); !cursor.atEnd(); cursor.next()) {
     cursor.member().value->ownerDel();
   }
@@ -471,9 +470,11 @@ void NexthopResolverManagerSm::handleInitialized() {
   fecIdToResolverId_ = fecIdToResolverIdFactory(vrfName_);
   nexthopResolverFibViaSmIs(vrfName_, forwardingGenStatus_, vrfForwardingStatus, fecIdToClientHop_,
                             fecIdToResolverId_, nexthopFibViaContext_);
+  ROUTING_ASSERT(nexthopConfigDir_ && "nexthopConfigDir must be there");
   for (auto cursor = nexthopConfigDir_->entry().cursor(); !cursor.atEnd(); cursor.next()) {
     handleClientConfigDir(String(cursor.key()));
   }
+  ROUTING_ASSERT(nexthopStatusDir_ && "nexthopStatusDir must be there");
   for (auto cursor = nexthopStatusDir_->entry().cursor(); !cursor.atEnd(); cursor.next()) {
     handleClientStatusDir(String(cursor.key()));
   }
@@ -526,7 +527,7 @@ void NexthopResolverManagerSm::handleClientStatusDir(const String& name) {
 }
 
 void NexthopResolverManagerSm::handleCellSpecificClientStatusDir(const String& name) {
-  if (!initialized_) {
+  if (!initialized_ || !nexthopCellSpecificStatusDir_) {
     return;
   }
   ROUTING_TRACE(traceFacility, 8, "[{}] handleCellSpecificClientStatusDir {}", vrfName_, name);
@@ -580,6 +581,10 @@ void NexthopResolverManagerSm::handleClient(const String& name, const VrfName& v
     const auto routingInfo = vrfRoutingInfo();
     const auto routing6Info = vrfRouting6Info();
     const Ptr<NexthopVrfStatus> vrfStatus = status->vrfIs(vrfName_, vrfConfig->fecIdType());
+    // Who was told of a new status may have taken the client away.
+    if (status->vrf(vrfName_) != vrfStatus || valueOf(nexthopStatusPtr_, name) != status) {
+      return;
+    }
     resolverSmIs(vrfName_, name, vrfConfig, vrfStatus, trie4_, trie6_, routeStatus_, route6Status_,
                  routingInfo, routing6Info, fecIdToClientHop_, fecIdToResolverId_, scheduler_);
     return;

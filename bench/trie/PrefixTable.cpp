@@ -117,7 +117,8 @@ std::vector<IpGenPrefix> loadPrefixes(const std::string& file, AddressFamily fam
     }
     const auto prefix = IpGenPrefix::parse(text);
     if (!prefix) {
-      throw std::runtime_error(file + ":" + std::to_string(line) + ": not a prefix: " + text);
+      std::string message = file + ":" + std::to_string(line);
+      throw std::runtime_error(message.append(": not a prefix: ").append(text));
     }
     if (prefix->family() == family) {
       prefixes.push_back(*prefix);

@@ -244,41 +244,65 @@ class Comparison : public benchmark::ConsoleReporter {
   std::map<std::string, Figures> rows_;
 };
 
-template <class Trie>
-void registerTrie(const std::string& family, const std::string& trie) {
-  const std::vector<std::pair<const char*, void (*)(benchmark::State&)>> rows{
-      {"longestMatch", longestMatch<Trie>},
-      {"longerPresent", longerPresent<Trie>},
-      {"walkSubtree", walkSubtree<Trie>},
-      {"walk", walk<Trie>},
-      {"change", change<Trie>},
-      {"build", build<Trie>},
-      {"hosts", hosts<Trie>}};
-  for (const auto& [row, function] : rows) {
-    const std::string name = row + ("/" + family) + "/" + trie;
-    benchmark::RegisterBenchmark(name.c_str(), function);
-  }
-}
+using Trie4 = PrefixTrie<TrieFamily4>;
+using Binary4 = BinaryTrie<TrieFamily4>;
+using Patricia4 = PatriciaTrie<TrieFamily4>;
+using Trie6 = PrefixTrie<TrieFamily6>;
+using Binary6 = BinaryTrie<TrieFamily6>;
+using Patricia6 = PatriciaTrie<TrieFamily6>;
 
-template <class Family>
-void registerFamily(const std::string& family) {
-  registerTrie<PrefixTrie<Family>>(family, "trie");
-  registerTrie<BinaryTrie<Family>>(family, "binary");
-  registerTrie<PatriciaTrie<Family>>(family, "patricia");
-}
+BENCHMARK(longestMatch<Trie4>)->Name("longestMatch/ipv4/trie");
+BENCHMARK(longestMatch<Binary4>)->Name("longestMatch/ipv4/binary");
+BENCHMARK(longestMatch<Patricia4>)->Name("longestMatch/ipv4/patricia");
+BENCHMARK(longerPresent<Trie4>)->Name("longerPresent/ipv4/trie");
+BENCHMARK(longerPresent<Binary4>)->Name("longerPresent/ipv4/binary");
+BENCHMARK(longerPresent<Patricia4>)->Name("longerPresent/ipv4/patricia");
+BENCHMARK(walkSubtree<Trie4>)->Name("walkSubtree/ipv4/trie");
+BENCHMARK(walkSubtree<Binary4>)->Name("walkSubtree/ipv4/binary");
+BENCHMARK(walkSubtree<Patricia4>)->Name("walkSubtree/ipv4/patricia");
+BENCHMARK(walk<Trie4>)->Name("walk/ipv4/trie");
+BENCHMARK(walk<Binary4>)->Name("walk/ipv4/binary");
+BENCHMARK(walk<Patricia4>)->Name("walk/ipv4/patricia");
+BENCHMARK(change<Trie4>)->Name("change/ipv4/trie");
+BENCHMARK(change<Binary4>)->Name("change/ipv4/binary");
+BENCHMARK(change<Patricia4>)->Name("change/ipv4/patricia");
+BENCHMARK(build<Trie4>)->Name("build/ipv4/trie");
+BENCHMARK(build<Binary4>)->Name("build/ipv4/binary");
+BENCHMARK(build<Patricia4>)->Name("build/ipv4/patricia");
+BENCHMARK(hosts<Trie4>)->Name("hosts/ipv4/trie");
+BENCHMARK(hosts<Binary4>)->Name("hosts/ipv4/binary");
+BENCHMARK(hosts<Patricia4>)->Name("hosts/ipv4/patricia");
+BENCHMARK(longestMatch<Trie6>)->Name("longestMatch/ipv6/trie");
+BENCHMARK(longestMatch<Binary6>)->Name("longestMatch/ipv6/binary");
+BENCHMARK(longestMatch<Patricia6>)->Name("longestMatch/ipv6/patricia");
+BENCHMARK(longerPresent<Trie6>)->Name("longerPresent/ipv6/trie");
+BENCHMARK(longerPresent<Binary6>)->Name("longerPresent/ipv6/binary");
+BENCHMARK(longerPresent<Patricia6>)->Name("longerPresent/ipv6/patricia");
+BENCHMARK(walkSubtree<Trie6>)->Name("walkSubtree/ipv6/trie");
+BENCHMARK(walkSubtree<Binary6>)->Name("walkSubtree/ipv6/binary");
+BENCHMARK(walkSubtree<Patricia6>)->Name("walkSubtree/ipv6/patricia");
+BENCHMARK(walk<Trie6>)->Name("walk/ipv6/trie");
+BENCHMARK(walk<Binary6>)->Name("walk/ipv6/binary");
+BENCHMARK(walk<Patricia6>)->Name("walk/ipv6/patricia");
+BENCHMARK(change<Trie6>)->Name("change/ipv6/trie");
+BENCHMARK(change<Binary6>)->Name("change/ipv6/binary");
+BENCHMARK(change<Patricia6>)->Name("change/ipv6/patricia");
+BENCHMARK(build<Trie6>)->Name("build/ipv6/trie");
+BENCHMARK(build<Binary6>)->Name("build/ipv6/binary");
+BENCHMARK(build<Patricia6>)->Name("build/ipv6/patricia");
+BENCHMARK(hosts<Trie6>)->Name("hosts/ipv6/trie");
+BENCHMARK(hosts<Binary6>)->Name("hosts/ipv6/binary");
+BENCHMARK(hosts<Patricia6>)->Name("hosts/ipv6/patricia");
 
 }  // namespace
 }  // namespace Routing::TrieBench
 
 int main(int argc, char** argv) {
-  using namespace Routing;
-  TrieBench::registerFamily<TrieFamily4>("ipv4");
-  TrieBench::registerFamily<TrieFamily6>("ipv6");
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
     return 1;
   }
-  TrieBench::Comparison comparison;
+  Routing::TrieBench::Comparison comparison;
   benchmark::RunSpecifiedBenchmarks(&comparison);
   comparison.print();
   return 0;

@@ -14,7 +14,7 @@ void Entity::countAsLive() const { typeData().liveInc(); }
 void Entity::destroy(const Entity* entity) noexcept {
   entity->typeData().liveDec();
   entity->count_.holdForDestruction();
-  delete entity;  // NOLINT(cppcoreguidelines-owning-memory): the last Ptr is gone
+  delete entity;
 }
 
 }  // namespace Routing

@@ -20,18 +20,16 @@ template <class T>
 class Ptr {
  public:
   constexpr Ptr() noexcept = default;
-  // NOLINTNEXTLINE(google-explicit-constructor): null reads as a Ptr of any type
+  // Null reads as a Ptr of any type, and a Ptr converts like the pointer does.
   constexpr Ptr(std::nullptr_t) noexcept {}
   explicit Ptr(T* entity) noexcept : entity_(entity) { hold(); }
   Ptr(const Ptr& other) noexcept : entity_(other.entity_) { hold(); }
   Ptr(Ptr&& other) noexcept : entity_(std::exchange(other.entity_, nullptr)) {}
   template <PointsLike<T> U>
-  // NOLINTNEXTLINE(google-explicit-constructor): converts like the pointers do
   Ptr(const Ptr<U>& other) noexcept : entity_(other.get()) {
     hold();
   }
   template <PointsLike<T> U>
-  // NOLINTNEXTLINE(google-explicit-constructor): converts like the pointers do
   Ptr(Ptr<U>&& other) noexcept : entity_(other.detach()) {}
   ~Ptr() { release(entity_); }
 
@@ -89,7 +87,6 @@ class Ptr {
 // The only way to make an entity. Throws: what the entity's constructor throws.
 template <class T, class... Arguments>
 Ptr<T> makeEntity(Arguments&&... arguments) {
-  // NOLINTNEXTLINE(cppcoreguidelines-owning-memory): Ptr is the owner
   auto entity = Ptr<T>::adopt(new T(std::forward<Arguments>(arguments)...));
   entity->countAsLive();
   return entity;

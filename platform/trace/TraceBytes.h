@@ -46,23 +46,26 @@ void storeLittleEndian(char* to, T value) noexcept {
   std::memcpy(to, &ordered, sizeof ordered);
 }
 
-// A string or a vector of char.
-template <typename T>
-concept ByteContainer = requires(T& to, const char* bytes) {
-  to.insert(to.end(), bytes, bytes);
-};
+// To the end of a string or of a vector of char.
+void appendBytes(auto& to, std::string_view bytes) {
+  if constexpr (requires { to.append(bytes); }) {
+    to.append(bytes);
+  } else {
+    to.insert(to.end(), bytes.begin(), bytes.end());
+  }
+}
 
 template <std::unsigned_integral T>
-void appendNumber(ByteContainer auto& to, T value) {
+void appendNumber(auto& to, T value) {
   std::array<char, sizeof(T)> bytes{};
   storeLittleEndian(bytes.data(), value);
-  to.insert(to.end(), bytes.begin(), bytes.end());
+  appendBytes(to, {bytes.data(), bytes.size()});
 }
 
 // Requires: a text of less than 4 GiB.
-void appendText(ByteContainer auto& to, std::string_view text) {
+void appendText(auto& to, std::string_view text) {
   appendNumber(to, static_cast<std::uint32_t>(text.size()));
-  to.insert(to.end(), text.begin(), text.end());
+  appendBytes(to, text);
 }
 
 // Takes values off the front of bytes that it refers to. A value that is not all there reads as

@@ -215,6 +215,7 @@ class PrefixTrie {
   void makeTop();
   // Moves a subtree into the dense top.
   void plant(Top& top, TrieRef subtree) noexcept;
+  void plantNode(Top& top, TrieRef subtree) noexcept;
   // Keeps the dense top when there is no memory for nodes in its place: it is tried again at the
   // next removal.
   void dropTop() noexcept;

@@ -21,7 +21,7 @@ struct PrefixTrie<Family>::Census {
 template <class Family>
 String PrefixTrie<Family>::checkInvariants() const {
   Census census;
-  const String broken = top_ ? checkTop(0, Key{}, census) : checkSlot(root_, Key{}, 0, census);
+  String broken = top_ ? checkTop(0, Key{}, census) : checkSlot(root_, Key{}, 0, census);
   if (!broken.empty()) {
     return broken;
   }
@@ -54,8 +54,8 @@ String PrefixTrie<Family>::checkTop(unsigned level, const Key& key, Census& cens
     if (filled != bits.hasChild(slot)) {
       return "child bit of the dense top at " + prefixOf(below, depth + trieStride).stringValue();
     }
-    const String broken = lastLevel ? checkSlot(top_->ref(below), below, Top::levels, census)
-                                    : checkTop(level + 1, below, census);
+    String broken = lastLevel ? checkSlot(top_->ref(below), below, Top::levels, census)
+                              : checkTop(level + 1, below, census);
     if (!broken.empty()) {
       return broken;
     }

@@ -9,6 +9,18 @@ namespace Routing {
 
 namespace {
 
+// Visits those of `some`, all of one first slot, shorter first. `here` is that slot's key.
+template <class Key, class Visit>
+bool visitStarters(std::uint64_t some, const Key& here, unsigned depth, Visit& visit) {
+  for (; some != 0; some &= some - 1) {
+    const LocalPrefix local = TrieBits::localOf(static_cast<unsigned>(std::countr_zero(some)));
+    if (!visit(here, depth + local.length)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 // Visits a choice of a node's prefixes and, in between and in order, descends into its slots.
 // `key` is the node's, with zeros after its depth. False when somebody stopped the walk.
 template <class Key, class Visit, class Descend>
@@ -25,18 +37,10 @@ bool walkBits(const TrieBits& bits,
        stops &= stops - 1) {
     const auto slot = static_cast<unsigned>(std::countr_zero(stops));
     const Key here = key.withChunk(depth, slot);
-    if (slot % 2 == 0) {
-      for (std::uint64_t some = low & TrieMasks::starters[slot / 2]; some != 0; some &= some - 1) {
-        const LocalPrefix local = TrieBits::localOf(static_cast<unsigned>(std::countr_zero(some)));
-        if (!visit(here, depth + local.length)) {
-          return false;
-        }
-      }
-    }
-    if ((high >> slot & 1U) != 0 && !visit(here, depth + trieStride)) {
-      return false;
-    }
-    if ((children >> slot & 1U) != 0 && !descend(slot, here)) {
+    const std::uint64_t starters = slot % 2 == 0 ? low & TrieMasks::starters[slot / 2] : 0;
+    if (!visitStarters(starters, here, depth, visit) ||
+        ((high >> slot & 1U) != 0 && !visit(here, depth + trieStride)) ||
+        ((children >> slot & 1U) != 0 && !descend(slot, here))) {
       return false;
     }
   }

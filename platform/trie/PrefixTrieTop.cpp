@@ -21,25 +21,31 @@ void PrefixTrie<Family>::makeTop() {
 
 template <class Family>
 void PrefixTrie<Family>::plant(Top& top, TrieRef subtree) noexcept {
-  if (!subtree) {
-    return;
+  if (subtree.isNode()) {
+    plantNode(top, subtree);
+  } else if (subtree) {
+    const Stored prefix = leafOf(subtree);
+    if (prefix.level() >= Top::levels) {
+      top.ref(prefix.key) = subtree;
+      top.mark(Top::levels, prefix.key);
+    } else {
+      top.mark(prefix.level(), prefix.key);
+      top.bits(prefix.level(), prefix.key).set(localOf(prefix));
+      giveLeaf(subtree);
+    }
   }
-  const bool isLeaf = subtree.isLeaf();
-  const Stored prefix = isLeaf ? leafOf(subtree) : Stored{nodeOf(subtree).key, 0};
-  const unsigned level = isLeaf ? prefix.level() : nodeOf(subtree).level();
-  if (level >= Top::levels) {
-    top.ref(prefix.key) = subtree;
-    top.mark(Top::levels, prefix.key);
-    return;
-  }
-  top.mark(level, prefix.key);
-  TrieBits& bits = top.bits(level, prefix.key);
-  if (isLeaf) {
-    bits.set(localOf(prefix));
-    giveLeaf(subtree);
-    return;
-  }
+}
+
+template <class Family>
+void PrefixTrie<Family>::plantNode(Top& top, TrieRef subtree) noexcept {
   const Node& node = nodeOf(subtree);
+  if (node.level() >= Top::levels) {
+    top.ref(node.key) = subtree;
+    top.mark(Top::levels, node.key);
+    return;
+  }
+  top.mark(node.level(), node.key);
+  TrieBits& bits = top.bits(node.level(), node.key);
   const unsigned count = node.childCount();
   bits.low |= node.low;
   bits.high |= node.high;

@@ -27,7 +27,7 @@ void ArrayPool::addChunk() {
   if (chunks_.size() >= limit_ / chunkSize) {
     throw std::bad_alloc();
   }
-  chunks_.push_back(std::make_unique_for_overwrite<TrieRef[]>(chunkSize));
+  chunks_.push_back(std::make_unique<TrieRef[]>(chunkSize));
 }
 
 std::uint32_t ArrayPool::take(unsigned count) noexcept {

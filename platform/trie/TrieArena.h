@@ -89,7 +89,7 @@ struct TrieNode : TrieBits {
 // any other prefix with its end marked (TrieKey.h).
 template <class Key>
 struct TrieLeaf {
-  typename Key::Packed packed;
+  typename Key::Packed packed{};
 
   static constexpr TrieLeaf of(const TriePrefix<Key>& prefix) noexcept {
     return {prefix.length == Key::bits ? prefix.key.packed()
@@ -160,7 +160,7 @@ class Slab {
     if (chunks_.size() >= limit_ / chunkSize) {
       throw std::bad_alloc();
     }
-    chunks_.push_back(std::make_unique_for_overwrite<Element[]>(chunkSize));
+    chunks_.push_back(std::make_unique<Element[]>(chunkSize));
   }
 
   std::vector<std::unique_ptr<Element[]>> chunks_;

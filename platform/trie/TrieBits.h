@@ -154,7 +154,8 @@ struct TrieBits {
 
   // The local prefix of a bit of `low`.
   static constexpr LocalPrefix localOf(unsigned index) noexcept {
-    const auto length = static_cast<unsigned>(std::bit_width(index)) - 1;
+    // At most 5; the mask says so to readers and tools.
+    const auto length = (static_cast<unsigned>(std::bit_width(index)) - 1) & 7U;
     return {length, index - (1U << length)};
   }
   // The first slot of each local prefix in `some`, a choice from `low`.

@@ -48,15 +48,37 @@ struct ManagerInputs {
         scheduler(world.scheduler) {}
 
   Ptr<NexthopResolverManagerSm> make() const {
-    return nexthopResolverManagerSmFactory(vrfName, configDir, statusDir, cellStatusDir, trie4,
-                                           trie6, routes4, routes6, fecs, forwarding, context,
-                                           routing4Dir, routing6Dir, scheduler);
+    return nexthopResolverManagerSmFactory(vrfName,
+                                           configDir,
+                                           statusDir,
+                                           cellStatusDir,
+                                           trie4,
+                                           trie6,
+                                           routes4,
+                                           routes6,
+                                           fecs,
+                                           forwarding,
+                                           context,
+                                           routing4Dir,
+                                           routing6Dir,
+                                           scheduler);
   }
   // Leaves its notifications as the constructor does.
   Ptr<NexthopResolverManagerSm> construct() const {
-    return makeEntity<NexthopResolverManagerSm>(
-        vrfName, configDir, statusDir, cellStatusDir, trie4, trie6, routes4, routes6, fecs,
-        forwarding, context, routing4Dir, routing6Dir, scheduler);
+    return makeEntity<NexthopResolverManagerSm>(vrfName,
+                                                configDir,
+                                                statusDir,
+                                                cellStatusDir,
+                                                trie4,
+                                                trie6,
+                                                routes4,
+                                                routes6,
+                                                fecs,
+                                                forwarding,
+                                                context,
+                                                routing4Dir,
+                                                routing6Dir,
+                                                scheduler);
   }
 
   VrfName vrfName;
@@ -93,8 +115,8 @@ class StatusWatch {
   void onVrf(const VrfName& vrf) {
     const Ptr<NexthopVrfStatus> vrfStatus = status_.vrf(vrf);
     std::string line = status_.name() + ": " + vrf;
-    line += vrfStatus ? " added, entries: " + std::to_string(vrfStatus->nexthop().size())
-                      : " removed";
+    line +=
+        vrfStatus ? " added, entries: " + std::to_string(vrfStatus->nexthop().size()) : " removed";
     log_.add(line);
     if (vrfStatus) {
       watchEntries(*vrfStatus);
@@ -129,6 +151,12 @@ std::vector<String> keysOf(const Table& table) {
     keys.push_back(cursor.key());
   }
   return keys;
+}
+
+// The value under the name, or null.
+template <class Table>
+auto memberOf(const Table& table, const String& name) {
+  return valueOf(table, name);
 }
 
 class ManagerFixture : public testing::Test {
@@ -181,7 +209,7 @@ class ManagerFixture : public testing::Test {
     return entityOf<NexthopConfig>(*world.configDir, client);
   }
   Ptr<NexthopResolverSm> resolver(const String& client) const {
-    return valueOf(manager->resolverSm(), client);
+    return memberOf(manager->resolverSm(), client);
   }
 
   EventLog log;

@@ -130,8 +130,9 @@ NexthopStatusFecIdType Arguments::kind() {
 namespace {
 
 bool areDigits(std::string_view text) noexcept {
-  return !text.empty() && std::all_of(text.begin(), text.end(),
-                                      [](char byte) { return byte >= '0' && byte <= '9'; });
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char byte) {
+    return byte >= '0' && byte <= '9';
+  });
 }
 
 // Nothing when it is no number of seconds, or is beyond a clock's range.

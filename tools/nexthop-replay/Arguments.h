@@ -2,8 +2,8 @@
 
 // The words behind a command, taken one by one, each read as what it stands for.
 //
-// Every operation that takes a word throws InputError when there is none or when it does not read; a
-// command takes all of its words, then calls end(), and only then acts, so that a bad line does
+// Every operation that takes a word throws InputError when there is none or when it does not read;
+// a command takes all of its words, then calls end(), and only then acts, so that a bad line does
 // nothing. A call that names a word (`what`) names it as the user's page does: "VRF", "PREFIX".
 
 #include <cstdint>

@@ -59,7 +59,8 @@ void configVrfDel(Session& session, Arguments& arguments) {
   const VrfName name = arguments.name("VRF");
   arguments.end();
   session.world().vrf(name);
-  if (const auto config = ptrCast<NexthopConfig>(session.world().entry(Directory::config, client))) {
+  if (const auto config =
+          ptrCast<NexthopConfig>(session.world().entry(Directory::config, client))) {
     config->vrfDel(name);
   }
 }
@@ -69,7 +70,8 @@ struct Nexthop {
   IpGenAddr addr;
 };
 
-// "CLIENT VRF ADDR" and nothing else. Throws: InputError when the client does not configure the VRF.
+// "CLIENT VRF ADDR" and nothing else. Throws: InputError when the client does not configure the
+// VRF.
 Nexthop configuredNexthop(Session& session, Arguments& arguments) {
   const String client = arguments.name("CLIENT");
   const VrfName name = arguments.name("VRF");
@@ -135,8 +137,8 @@ struct ClientEntry {
 
 // "config|status|cell CLIENT" and nothing else. Throws: InputError when there is no such entry.
 ClientEntry presentEntry(Session& session, Arguments& arguments) {
-  const auto directory = static_cast<Directory>(
-      arguments.choice("config|status|cell", {"config", "status", "cell"}));
+  const auto directory =
+      static_cast<Directory>(arguments.choice("config|status|cell", {"config", "status", "cell"}));
   const String client = arguments.name("CLIENT");
   arguments.end();
   if (!session.world().entry(directory, client)) {

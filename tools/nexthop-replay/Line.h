@@ -3,9 +3,9 @@
 // One line of output, in both of its forms.
 //
 // A line is a first word and fields. As text the fields follow the word in order, either bare or as
-// KEY=VALUE; as JSON the line is one object with the first word under "line" and each field under its
-// key. A field knows whether it is a number: numbers are written as integers of full 64 bits in both
-// forms.
+// KEY=VALUE; as JSON the line is one object with the first word under "line" and each field under
+// its key. A field knows whether it is a number: numbers are written as integers of full 64 bits in
+// both forms.
 //
 //   Line("map").word("vrf", "blue").number("fecId", 12).number("resolverId", 4)
 //     map blue 12 4

@@ -1,10 +1,10 @@
 #include "tools/nexthop-replay/Output.h"
 
-#include <csignal>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 
 namespace Routing::Replay {
 

@@ -56,9 +56,17 @@ void show(Session& session, Arguments& arguments) {
     arguments.end();
     return make();
   };
-  const std::size_t what =
-      arguments.choice("status|...", {"status", "status-vrf", "forwarding", "map", "references",
-                                      "resolvers", "tracked", "context", "entities", "tasks"});
+  const std::size_t what = arguments.choice("status|...",
+                                            {"status",
+                                             "status-vrf",
+                                             "forwarding",
+                                             "map",
+                                             "references",
+                                             "resolvers",
+                                             "tracked",
+                                             "context",
+                                             "entities",
+                                             "tasks"});
   switch (what) {
     case 0:
       return session.show(status());
@@ -97,8 +105,12 @@ void expectNone(Session& session, Arguments& arguments) {
 }
 
 constexpr std::array commands{
-    Command{"echo", echo}, Command{"trace", trace},   Command{"watch", watch},
-    Command{"show", show}, Command{"expect", expect}, Command{"expect-none", expectNone},
+    Command{"echo", echo},
+    Command{"trace", trace},
+    Command{"watch", watch},
+    Command{"show", show},
+    Command{"expect", expect},
+    Command{"expect-none", expectNone},
 };
 
 }  // namespace

@@ -75,7 +75,8 @@ std::optional<std::string_view> Reader::next() {
 
 bool Reader::fill() {
   std::copy(buffer_.begin() + static_cast<std::ptrdiff_t>(begin_),
-            buffer_.begin() + static_cast<std::ptrdiff_t>(end_), buffer_.begin());
+            buffer_.begin() + static_cast<std::ptrdiff_t>(end_),
+            buffer_.begin());
   end_ -= begin_;
   begin_ = 0;
   buffer_.resize(std::max(buffer_.size(), end_ + blockSize));

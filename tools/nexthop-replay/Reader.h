@@ -3,7 +3,8 @@
 // Reads the lines of a replay file, or of standard input, one by one.
 //
 // A last line without its newline is a line like any other, so a file that was cut short loses
-// nothing of what it holds. Carriage returns before a newline do not count. Each line must be UTF-8.
+// nothing of what it holds. Carriage returns before a newline do not count. Each line must be
+// UTF-8.
 
 #include <cstddef>
 #include <functional>

@@ -20,13 +20,15 @@ class Runner {
 
   // Runs tasks until none is runnable.
   void run();
-  // Runs one task, if one is runnable; false when none was.
-  bool step();
+  // Runs one task, if one is runnable.
+  void step();
   // Runs what is runnable, then moves the clock on, firing timers in order of expiry and running
   // what becomes runnable after each. False, and nothing is done, when the clock cannot go so far.
   bool advance(Nanoseconds duration);
 
  private:
+  bool runOne();
+  void runAll();
   std::uint64_t workReported() const;
 
   TaskScheduler& scheduler_;

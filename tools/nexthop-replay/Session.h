@@ -4,8 +4,8 @@
 //
 // run() reads the files in order and executes their lines. It ends at the first line that is bad
 // input or that an exception leaves; a failed expectation is reported and remembered. Messages on
-// standard error name file and line, and standard output is written out before each, so that the two
-// keep their order where they end in one place.
+// standard error name file and line, and standard output is written out before each, so that the
+// two keep their order where they end in one place.
 //
 // At the end trace and watch go off, the output is muted, and everything is dropped.
 

@@ -88,8 +88,7 @@ std::vector<Line> showVrfStatus(const World& world, const Filter& client) {
   SortedLines<String, VrfName> lines;
   walkStatus(world, client, [&](const NexthopStatus& status) {
     for (auto vrfs = status.vrf().cursor(); !vrfs.atEnd(); vrfs.next()) {
-      lines.add({status.name(), vrfs.key()},
-                vrfStatusLine(status.name(), *vrfs.member().value));
+      lines.add({status.name(), vrfs.key()}, vrfStatusLine(status.name(), *vrfs.member().value));
     }
   });
   return lines.take();

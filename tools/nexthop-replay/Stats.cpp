@@ -23,9 +23,8 @@ std::chrono::microseconds timeOf(const timeval& time) {
 
 }  // namespace
 
-void Stats::countTaskRun(Clock::duration duration, std::uint64_t work) noexcept {
+void Stats::countTaskRun(Clock::duration duration) noexcept {
   ++taskRuns_;
-  nexthops_ += work;
   longestSlice_ = std::max(longestSlice_, duration);
 }
 

@@ -14,8 +14,8 @@ class Stats {
   using Clock = std::chrono::steady_clock;
 
   void countCommand() noexcept { ++commands_; }
-  // One run of a task, with the units of work that it reported.
-  void countTaskRun(Clock::duration duration, std::uint64_t work) noexcept;
+  void countTaskRun(Clock::duration duration) noexcept;
+  void countNexthops(std::uint64_t nexthops) noexcept { nexthops_ += nexthops; }
 
   // A line each: "commands 12" and so on, the times in seconds, up to now.
   String text() const;

@@ -157,12 +157,18 @@ void corrupt(Session& session, Arguments& arguments) {
 }
 
 constexpr std::array commands{
-    Command{"route", route},        Command{"route-del", routeDel},
-    Command{"routes", routes},      Command{"table", table},
-    Command{"table-del", tableDel}, Command{"trie", trie},
-    Command{"trie-del", trieDel},   Command{"announce", announce},
-    Command{"fec", fec},            Command{"fec-del", fecDel},
-    Command{"corrupt", corrupt},    Command{"announce-fec", announceFec},
+    Command{"route", route},
+    Command{"route-del", routeDel},
+    Command{"routes", routes},
+    Command{"table", table},
+    Command{"table-del", tableDel},
+    Command{"trie", trie},
+    Command{"trie-del", trieDel},
+    Command{"announce", announce},
+    Command{"fec", fec},
+    Command{"fec-del", fecDel},
+    Command{"corrupt", corrupt},
+    Command{"announce-fec", announceFec},
 };
 
 }  // namespace

@@ -218,11 +218,10 @@ void Watch::changed(const NexthopResolverFecIdRef& record,
     return;
   }
   const auto& client = *static_cast<const String*>(key);
-  output_.print(
-      Line(record.clientRef().has(client) ? "client-reference" : "client-reference-del")
-          .word("vrf", vrf)
-          .number("fecId", record.fecId())
-          .word("client", client));
+  output_.print(Line(record.clientRef().has(client) ? "client-reference" : "client-reference-del")
+                    .word("vrf", vrf)
+                    .number("fecId", record.fecId())
+                    .word("client", client));
 }
 
 }  // namespace Routing::Replay

@@ -17,10 +17,11 @@
 //   NexthopResolverFecIdRef                  client-reference
 //
 // Objects made later: whoever makes one attaches it before anybody else can reach it, or, where the
-// library makes it, the notification that tells of it does. The second is in time because nothing is
-// published in an object before those that were told of it have returned: a fresh VRF status is
+// library makes it, the notification that tells of it does. The second is in time because nothing
+// is published in an object before those that were told of it have returned: a fresh VRF status is
 // written by a task, a fresh forwarding status when its machine starts, a fresh FEC record when it
-// has been announced. The index and the map of a manager publish nothing before the factory returns.
+// has been announced. The index and the map of a manager publish nothing before the factory
+// returns.
 
 #include <cstddef>
 #include <memory>

@@ -16,8 +16,10 @@ class ForeignEntry final : public Entity {
   }
 };
 
-constexpr std::array<const char*, 5> directoryNames{"nexthopConfig", "nexthopStatus",
-                                                    "nexthopCellSpecificStatus", "routingInfo",
+constexpr std::array<const char*, 5> directoryNames{"nexthopConfig",
+                                                    "nexthopStatus",
+                                                    "nexthopCellSpecificStatus",
+                                                    "routingInfo",
                                                     "routing6Info"};
 
 std::size_t indexOf(Directory directory) noexcept { return static_cast<std::size_t>(directory); }
@@ -235,11 +237,20 @@ void World::routeDel(Vrf& vrf, const IpGenPrefix& prefix) {
 }
 
 void World::makeManager(Vrf& vrf, bool withCells) {
-  vrf.manager = nexthopResolverManagerSmFactory(
-      vrf.name, dir(Directory::config), dir(Directory::status),
-      withCells ? dir(Directory::cell) : nullptr, vrf.trie4, vrf.trie6, vrf.routes4, vrf.routes6,
-      fecs(), forwardingStatus(), vrf.context, dir(Directory::routing4), dir(Directory::routing6),
-      scheduler_);
+  vrf.manager = nexthopResolverManagerSmFactory(vrf.name,
+                                                dir(Directory::config),
+                                                dir(Directory::status),
+                                                withCells ? dir(Directory::cell) : nullptr,
+                                                vrf.trie4,
+                                                vrf.trie6,
+                                                vrf.routes4,
+                                                vrf.routes6,
+                                                fecs(),
+                                                forwardingStatus(),
+                                                vrf.context,
+                                                dir(Directory::routing4),
+                                                dir(Directory::routing6),
+                                                scheduler_);
   attachManager(*vrf.manager);
 }
 

@@ -90,7 +90,8 @@ ExitCode replay(const Options& options) {
     }
   }
   if (output.error() != 0) {
-    std::fprintf(stderr, "nexthop-replay: cannot write standard output: %s\n",
+    std::fprintf(stderr,
+                 "nexthop-replay: cannot write standard output: %s\n",
                  std::strerror(output.error()));
     return code == ExitCode::good ? ExitCode::outputFailed : code;
   }

@@ -141,14 +141,14 @@ TEST_F(DenseTableCursor, AWalkIsOverWhenItsTableEnds) {
 
 TEST_F(DenseTableCursor, NestedWalksAndRemovalsDoNotDisturbEachOther) {
   Keys inner;
+  const auto removeAllBut40 = [this](std::uint64_t key) {
+    if (key != 40) {
+      numbers->remove(key);
+    }
+  };
   const Keys outer = visited([&](std::uint64_t key) {
     if (key == 30) {
-      for (auto cursor = numbers->cursor(); !cursor.atEnd(); cursor.next()) {
-        inner.push_back(cursor.key());
-        if (cursor.key() != 40) {
-          numbers->remove(cursor.key());
-        }
-      }
+      inner = visited(removeAllBut40);
     }
   });
   EXPECT_EQ(inner, (Keys{10, 20, 30, 40, 50}));

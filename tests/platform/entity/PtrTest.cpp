@@ -203,9 +203,12 @@ TEST(Entity, ASelfPtrThatOutlivesTheConstructorKeepsTheEntity) {
 }
 
 TEST(EntityDeathTest, ASelfPtrThatOutlivesTheDestructorIsAnAssertion) {
-  struct Escaping : Shape {
+  class Escaping : public Shape {
+   public:
     explicit Escaping(Ptr<Entity>& refuge) : refuge_(refuge) {}
     ~Escaping() override { refuge_ = Ptr<Entity>(this); }
+
+   private:
     Ptr<Entity>& refuge_;
   };
   Ptr<Entity> refuge;
@@ -245,11 +248,14 @@ TEST(Entity, AConstructorThatThrowsLeavesNothingLive) {
 }
 
 TEST(Entity, IsNoLongerCountedWhileItsDestructorRuns) {
-  struct Counting : Circle {
+  class Counting : public Circle {
+   public:
     explicit Counting(std::vector<std::uint64_t>& seen) : seen_(seen) {
       seen_.push_back(type().live());
     }
     ~Counting() override { seen_.push_back(type().live()); }
+
+   private:
     std::vector<std::uint64_t>& seen_;
   };
   std::vector<std::uint64_t> seen;

@@ -204,9 +204,8 @@ TEST(PrefixTrie, AWalkSurvivesTheGrowthOfATrieThatSharesItsMemory) {
 TEST(PrefixTrie, AnExceptionOfTheVisitorEndsTheWalkAndTheTrieCanBeChangedAgain) {
   Trie4 trie;
   fill(trie, {"10.0.0.0/8"});
-  EXPECT_THROW(trie.walk(prefix("0.0.0.0/0"),
-                         [](const IpGenPrefix&) -> bool { throw std::runtime_error("stop"); }),
-               std::runtime_error);
+  const auto thrower = [](const IpGenPrefix&) -> bool { throw std::runtime_error("stop"); };
+  EXPECT_THROW(trie.walk(prefix("0.0.0.0/0"), thrower), std::runtime_error);
   EXPECT_TRUE(trie.insert(prefix("11.0.0.0/8")));
 }
 

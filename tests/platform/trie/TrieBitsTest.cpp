@@ -53,7 +53,8 @@ TEST(TrieBits, LongestIsTheLongestCoverWithinTheLimit) {
   std::mt19937_64 random(testSeed());
   SCOPED_TRACE(seedText());
   for (unsigned round = 0; round < 200; ++round) {
-    const TrieBits bits{random() & random() & ~std::uint64_t{1}, random() & random(), 0};
+    const std::uint64_t thin = random();
+    const TrieBits bits{random() & thin & ~std::uint64_t{1}, random() & thin, 0};
     for (unsigned chunk = 0; chunk < 64; ++chunk) {
       int expected = -1;
       for (unsigned limit = 0; limit <= 6; ++limit) {

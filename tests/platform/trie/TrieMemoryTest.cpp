@@ -23,20 +23,24 @@ void* allocate(std::size_t size) {
     throw std::bad_alloc();
   }
   ++allocations;
+  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): what the allocation functions are made of
   if (void* memory = std::malloc(size == 0 ? 1 : size)) {
     return memory;
   }
   throw std::bad_alloc();
 }
 
+// NOLINTNEXTLINE(cppcoreguidelines-no-malloc): what the allocation functions are made of
+void release(void* memory) noexcept { std::free(memory); }
+
 }  // namespace
 
 void* operator new(std::size_t size) { return allocate(size); }
 void* operator new[](std::size_t size) { return allocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+void operator delete(void* memory) noexcept { release(memory); }
+void operator delete[](void* memory) noexcept { release(memory); }
+void operator delete(void* memory, std::size_t /*size*/) noexcept { release(memory); }
+void operator delete[](void* memory, std::size_t /*size*/) noexcept { release(memory); }
 
 namespace Routing {
 namespace {
@@ -72,6 +76,53 @@ class TrieMemory : public testing::Test {
     return prefix(Family::family == AddressFamily::ipv4 ? "0.0.0.0/0" : "::/0");
   }
   static constexpr bool ipv4 = Family::family == AddressFamily::ipv4;
+  // The depth of a node below the dense top.
+  static constexpr unsigned depth = ipv4 ? 18 : 42;
+
+  // A prefix of the node number `node` at that depth, in the slot.
+  static IpGenPrefix inNode(std::uint64_t node, std::uint64_t slot, unsigned length) {
+    const std::uint64_t bits = node << (64 - depth) | slot << (58 - depth);
+    const auto first = static_cast<std::uint32_t>(bits >> 32U);
+    const IpGenAddr address =
+        ipv4 ? IpGenAddr::ipv4(first)
+             : IpGenAddr::ipv6(IpGenAddr::Words{first, static_cast<std::uint32_t>(bits), 0, 0});
+    return {address, static_cast<std::uint8_t>(length)};
+  }
+  // Many nodes with a few prefixes each, in slots one after the other.
+  static std::vector<IpGenPrefix> perNode(std::uint64_t nodes,
+                                          std::uint64_t each,
+                                          unsigned length) {
+    std::vector<IpGenPrefix> prefixes;
+    for (std::uint64_t i = 0; i < nodes * each; ++i) {
+      prefixes.push_back(inNode(i / each, i % each, length));
+    }
+    return prefixes;
+  }
+  // Removes the first prefix of every node, then all, with no memory to be had; compares on the
+  // way.
+  static void expectRemovable(const std::vector<IpGenPrefix>& prefixes, std::size_t each) {
+    PrefixTrie<Family> trie;
+    Model model;
+    for (const IpGenPrefix& one : prefixes) {
+      trie.insert(one);
+      model.insert(one);
+    }
+    refusals = 0;
+    for (std::size_t which = 0; which < each; ++which) {
+      for (std::size_t i = which; i < prefixes.size(); i += each) {
+        const NoMemory none;
+        EXPECT_TRUE(trie.erase(prefixes[i]));
+      }
+      for (std::size_t i = which; i < prefixes.size(); i += each) {
+        model.erase(prefixes[i]);
+      }
+      EXPECT_EQ("", trie.checkInvariants());
+      EXPECT_EQ(model.walked(all()), walked(trie, all()));
+    }
+    EXPECT_GE(refusals, 1U);
+    EXPECT_EQ(0U, trie.arena().nodes.used() + trie.arena().leaves.used());
+    EXPECT_EQ(0U, trie.arena().arrays.used());
+  }
 };
 
 using Families = testing::Types<TrieFamily4, TrieFamily6>;
@@ -132,6 +183,16 @@ TYPED_TEST(TrieMemory, RemovingNeedsNoMemoryToBeHad) {
     EXPECT_EQ(0U, trie.arena().leaves.used());
     EXPECT_EQ(0U, trie.arena().arrays.used());
   }
+}
+
+// More nodes are left with one prefix than there are leaves to be had.
+TYPED_TEST(TrieMemory, RemovingManagesWithoutLeaves) {
+  this->expectRemovable(this->perNode(20000, 2, this->depth + 6), 2);
+}
+
+// More child arrays shrink than there are shorter ones to be had.
+TYPED_TEST(TrieMemory, RemovingManagesWithoutChildArrays) {
+  this->expectRemovable(this->perNode(10000, 3, this->depth + 7), 3);
 }
 
 TYPED_TEST(TrieMemory, AskingAllocatesNothing) {

@@ -21,6 +21,7 @@
 namespace Routing {
 
 // How a failed expectation shows a prefix.
+// NOLINTNEXTLINE(readability-identifier-naming): the name that GoogleTest looks for
 inline void PrintTo(const IpGenPrefix& prefix, std::ostream* out) { *out << prefix.stringValue(); }
 
 }  // namespace Routing

@@ -173,6 +173,16 @@ TEST_F(FibViaStartUp, AUsedUpCounterIsNamedEvenWhenNothingIsPublished) {
               fibViaLine(2, "handleInitialized resolverId starting at 3")}));
 }
 
+TEST_F(FibViaStartUp, OnlyTheValueBehindTheLastCounterValueMarksTheCounterUsedUp) {
+  firstUnallocated(0x0100000000000001);
+  EXPECT_EQ(start(),
+            (Events{fibViaLine(2,
+                               "handleInitialized ResolverId reset from 4 as no ResolverId is "
+                               "presently allocated"),
+                    "context 4",
+                    fibViaLine(2, "handleInitialized resolverId starting at 3")}));
+}
+
 TEST_F(FibViaStartUp, TheLastCounterValueIsStillHandedOutAndMarksTheCounterUsedUp) {
   published({9});
   firstUnallocated(0x00ffffffffffffff);

@@ -1,5 +1,5 @@
-// The configuration directory, and what holds for both status directories together. What each status
-// directory does on its own stands in StatusDirectoryTest.cpp.
+// The configuration directory, and what holds for both status directories together. What each
+// status directory does on its own stands in StatusDirectoryTest.cpp.
 
 #include <gtest/gtest.h>
 
@@ -16,19 +16,20 @@ TEST_F(ClientDirectory, AConfigurationOfAClientWithStatusMakesItsResolver) {
   const Ptr<NexthopConfig> record = makeEntity<NexthopConfig>("c1");
   record->vrfIs("v1", resolverId);
   world.configDir->entityIs("c1", record);
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleClientConfigDir c1"),
-                            managerLine(1, "handleClientConfigDir add config for c1"),
-                            managerLine(8, "handleClientEntry c1"),
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "handleClient create NexthopResolverSm for c1"),
-                            "c1: v1 added, entries: 0",
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "handleClient create NexthopResolverSm for c1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleClientConfigDir c1"),
+                managerLine(1, "handleClientConfigDir add config for c1"),
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient create NexthopResolverSm for c1"),
+                "c1: v1 added, entries: 0",
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient create NexthopResolverSm for c1"),
+            }));
   EXPECT_TRUE(resolver("c1"));
-  EXPECT_EQ(valueOf(manager->nexthopConfigPtr(), "c1"), record);
-  EXPECT_EQ(valueOf(manager->nexthopConfig(), "c1")->notifier(), record);
+  EXPECT_EQ(memberOf(manager->nexthopConfigPtr(), "c1"), record);
+  EXPECT_EQ(memberOf(manager->nexthopConfig(), "c1")->notifier(), record);
 }
 
 TEST_F(ClientDirectory, ARemovedConfigurationTakesTheResolverThenTheEntriesThenTheStatus) {
@@ -37,17 +38,18 @@ TEST_F(ClientDirectory, ARemovedConfigurationTakesTheResolverThenTheEntriesThenT
   watch("c1");
   start();
   world.configDir->entityDel("c1");
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleClientConfigDir c1"),
-                            managerLine(1, "handleClientConfigDir delete config for c1"),
-                            managerLine(8, "handleClientEntry c1"),
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "handleClient remove NexthopResolverSm for c1"),
-                            managerLine(1, "clearVrfStatus clear status for c1"),
-                            "c1 v1: status 10.0.0.9 removed",
-                            "c1: v1 removed",
-                            managerLine(8, "handleClient c1 vrf v1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleClientConfigDir c1"),
+                managerLine(1, "handleClientConfigDir delete config for c1"),
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient remove NexthopResolverSm for c1"),
+                managerLine(1, "clearVrfStatus clear status for c1"),
+                "c1 v1: status 10.0.0.9 removed",
+                "c1: v1 removed",
+                managerLine(8, "handleClient c1 vrf v1"),
+            }));
   EXPECT_FALSE(resolver("c1"));
   EXPECT_FALSE(manager->nexthopConfigPtr().has("c1"));
   EXPECT_FALSE(manager->nexthopConfig().has("c1"));
@@ -59,10 +61,11 @@ TEST_F(ClientDirectory, TheSameConfigurationAgainIsNotEvaluated) {
   start();
   world.configDir->entityAnnounce("c1");
   world.configDir->entityIs("c1", config("c1"));
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleClientConfigDir c1"),
-                            managerLine(8, "handleClientConfigDir c1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleClientConfigDir c1"),
+                managerLine(8, "handleClientConfigDir c1"),
+            }));
 }
 
 TEST_F(ClientDirectory, RemovalOfAConfigurationThatIsNotRecordedDoesNothing) {
@@ -74,8 +77,9 @@ TEST_F(ClientDirectory, RemovalOfAConfigurationThatIsNotRecordedDoesNothing) {
 
 TEST_F(ClientDirectory, AConfigurationOfAnotherTypeEndsTheProcess) {
   startQuietly();
-  EXPECT_DEATH(world.configDir->entityIs("c1", makeEntity<NexthopStatus>("c1")),
-               "handleClientConfigDir: Assertion \"nhc && \"NexthopConfig must exist\"\" failed\\.");
+  EXPECT_DEATH(
+      world.configDir->entityIs("c1", makeEntity<NexthopStatus>("c1")),
+      "handleClientConfigDir: Assertion \"nhc && \"NexthopConfig must exist\"\" failed\\.");
 }
 
 // Only a configuration without the VRF can replace one while the resolver is there.
@@ -83,11 +87,11 @@ TEST_F(ClientDirectory, AReplacedConfigurationIsWatchedInPlaceOfTheOldOne) {
   client("c1");
   start();
   const Ptr<NexthopConfig> before = config("c1");
-  const Ptr<NestedSm_NexthopConfig> watcher = valueOf(manager->nexthopConfig(), "c1");
+  const Ptr<NestedSm_NexthopConfig> watcher = memberOf(manager->nexthopConfig(), "c1");
   const Ptr<NexthopConfig> after = makeEntity<NexthopConfig>("c1");
   world.configDir->entityIs("c1", after);
   EXPECT_FALSE(resolver("c1"));
-  EXPECT_EQ(valueOf(manager->nexthopConfig(), "c1"), watcher);
+  EXPECT_EQ(memberOf(manager->nexthopConfig(), "c1"), watcher);
   EXPECT_EQ(watcher->notifier(), after);
   EXPECT_FALSE(before->hasSubscribers());
   after->vrfIs("v1", fibFecId);
@@ -97,17 +101,19 @@ TEST_F(ClientDirectory, AReplacedConfigurationIsWatchedInPlaceOfTheOldOne) {
 TEST_F(ClientDirectory, ANameInBothStatusDirectoriesEndsTheProcessInTheGlobalHandler) {
   world.cellStatusDir->entityIs("c1", makeEntity<NexthopStatus>("c1"));
   startQuietly();
-  EXPECT_DEATH(world.status("c1"),
-               "handleClientStatusDir: Assertion \"!perCellEntPtr && \"Client must not exist in per "
-               "cell status dir\"\" failed\\.");
+  EXPECT_DEATH(
+      world.status("c1"),
+      "handleClientStatusDir: Assertion \"!perCellEntPtr && \"Client must not exist in per "
+      "cell status dir\"\" failed\\.");
 }
 
 TEST_F(ClientDirectory, ANameInBothStatusDirectoriesEndsTheProcessInTheCellHandler) {
   world.status("c1");
   startQuietly();
-  EXPECT_DEATH(world.cellStatusDir->entityIs("c1", makeEntity<NexthopStatus>("c1")),
-               "handleCellSpecificClientStatusDir: Assertion \"!entPtr && \"Client must not exist in "
-               "global status dir\"\" failed\\.");
+  EXPECT_DEATH(
+      world.cellStatusDir->entityIs("c1", makeEntity<NexthopStatus>("c1")),
+      "handleCellSpecificClientStatusDir: Assertion \"!entPtr && \"Client must not exist in "
+      "global status dir\"\" failed\\.");
 }
 
 TEST_F(ClientDirectory, ANameInBothStatusDirectoriesEndsTheProcessAtStartUp) {
@@ -149,13 +155,14 @@ TEST_F(ClientDirectory, ARemovalSeenInTheOtherDirectoryRemovesTheStatusToo) {
   client("c1");
   start();
   world.cellStatusDir->entityAnnounce("c1");
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleCellSpecificClientStatusDir c1"),
-                            managerLine(1, "handleCellSpecificClientStatusDir delete status for c1"),
-                            managerLine(8, "handleClientEntry c1"),
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "handleClient remove NexthopResolverSm for c1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleCellSpecificClientStatusDir c1"),
+                managerLine(1, "handleCellSpecificClientStatusDir delete status for c1"),
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient remove NexthopResolverSm for c1"),
+            }));
   EXPECT_FALSE(manager->nexthopStatusPtr().has("c1"));
 }
 

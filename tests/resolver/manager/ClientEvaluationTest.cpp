@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "platform/entity/Exceptions.h"
 #include "tests/support/FibViaWatch.h"
@@ -70,13 +71,14 @@ TEST_F(ClientEvaluation, TheVrfAddedToAConfigurationMakesTheResolver) {
   watch("c1");
   start();
   record->vrfIs("v1", fibFecId);
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "handleClient create NexthopResolverSm for c1"),
-                            "c1: v1 added, entries: 0",
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "handleClient create NexthopResolverSm for c1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient create NexthopResolverSm for c1"),
+                "c1: v1 added, entries: 0",
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient create NexthopResolverSm for c1"),
+            }));
   EXPECT_TRUE(resolver("c1"));
 }
 
@@ -86,18 +88,20 @@ TEST_F(ClientEvaluation, TheVrfRemovedFromAConfigurationTakesTheResolverAndTheSt
   watch("c1");
   start();
   config("c1")->vrfDel("v1");
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "handleClient remove NexthopResolverSm for c1"),
-                            managerLine(1, "clearVrfStatus clear status for c1"),
-                            "c1 v1: status 10.0.0.9 removed",
-                            "c1: v1 removed",
-                            managerLine(8, "handleClient c1 vrf v1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient remove NexthopResolverSm for c1"),
+                managerLine(1, "clearVrfStatus clear status for c1"),
+                "c1 v1: status 10.0.0.9 removed",
+                "c1: v1 removed",
+                managerLine(8, "handleClient c1 vrf v1"),
+            }));
   EXPECT_FALSE(resolver("c1"));
 }
 
-// References, record and map entry are gone before anything of the status is.
+// References, record and map entry are gone before anything of the status is. The machine was told
+// of the lost reference before this test's watch.
 TEST_F(ClientEvaluation, TheResolverIsDestroyedBeforeItsStatusIsCleared) {
   clientWithNexthop("c1");
   watch("c1");
@@ -105,19 +109,20 @@ TEST_F(ClientEvaluation, TheResolverIsDestroyedBeforeItsStatusIsCleared) {
   run();
   const TeardownWatch teardown(*manager, world, log);
   config("c1")->vrfDel("v1");
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "handleClient remove NexthopResolverSm for c1"),
-                            resolverLine(8, "handleCleanup"),
-                            "key c1 10.0.0.1 removed",
-                            "fecIdRef 12 removed",
-                            "record 4 removed",
-                            "map 12 removed",
-                            managerLine(1, "clearVrfStatus clear status for c1"),
-                            "c1 v1: status 10.0.0.1 removed",
-                            "c1: v1 removed",
-                            managerLine(8, "handleClient c1 vrf v1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient remove NexthopResolverSm for c1"),
+                resolverLine(8, "handleCleanup"),
+                "key c1 10.0.0.1 removed",
+                "record 4 removed",
+                "map 12 removed",
+                "fecIdRef 12 removed",
+                managerLine(1, "clearVrfStatus clear status for c1"),
+                "c1 v1: status 10.0.0.1 removed",
+                "c1: v1 removed",
+                managerLine(8, "handleClient c1 vrf v1"),
+            }));
 }
 
 TEST_F(ClientEvaluation, AClientEvaluatedAgainKeepsItsResolverAndTracesTheCreationAgain) {
@@ -125,21 +130,23 @@ TEST_F(ClientEvaluation, AClientEvaluatedAgainKeepsItsResolverAndTracesTheCreati
   start();
   const Ptr<NexthopResolverSm> before = resolver("c1");
   manager->handleClientEntry("c1");
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleClientEntry c1"),
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "handleClient create NexthopResolverSm for c1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient create NexthopResolverSm for c1"),
+            }));
   EXPECT_EQ(resolver("c1"), before);
 }
 
 TEST_F(ClientEvaluation, AnUnknownClientHasNothingToClear) {
   start();
   manager->handleClientEntry("nobody");
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleClientEntry nobody"),
-                            managerLine(8, "handleClient nobody vrf v1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleClientEntry nobody"),
+                managerLine(8, "handleClient nobody vrf v1"),
+            }));
 }
 
 TEST_F(ClientEvaluation, TheStatusIsMadeWithTheKindThatTheClientAskedFor) {
@@ -205,12 +212,13 @@ TEST_F(ClientEvaluation, ClearingTakesEveryEntryThenTheVrfAndNothingOfOtherVrfs)
   addFailedResolutionStatusEntry(keptStatus("c1"), addr("10.0.0.8"));
   log.take();
   manager->clearVrfStatus("c1");
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(1, "clearVrfStatus clear status for c1"),
-                            "c1 v1: status 10.0.0.9 removed",
-                            "c1 v1: status 10.0.0.8 removed",
-                            "c1: v1 removed",
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(1, "clearVrfStatus clear status for c1"),
+                "c1 v1: status 10.0.0.9 removed",
+                "c1 v1: status 10.0.0.8 removed",
+                "c1: v1 removed",
+            }));
   EXPECT_EQ(world.status("c1")->vrf("v2")->nexthop().size(), 1U);
 }
 
@@ -219,11 +227,12 @@ TEST_F(ClientEvaluation, AStatusThatAppearsWithoutConfigurationIsClearedAtOnce) 
   world.status("c1");
   start();
   world.status("c1")->vrfIs("v1", fibFecId);
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "clearVrfStatus clear status for c1"),
-                            managerLine(8, "handleClient c1 vrf v1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "clearVrfStatus clear status for c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+            }));
   EXPECT_TRUE(world.status("c1")->vrf().empty());
 }
 
@@ -247,6 +256,25 @@ TEST_F(ClientEvaluation, AConfigurationThatGoesWhenItsStatusAppearsLeavesNoResol
   world.config("c1", fibFecId);
   EXPECT_TRUE(manager->resolverSm().empty());
   EXPECT_TRUE(world.status("c1")->vrf().empty());
+}
+
+TEST_F(ClientEvaluation,
+       AConfigurationThatGoesAndComesAgainMeanwhileGetsOneResolverOfTheNewStatus) {
+  client("c1");
+  startQuietly();
+  const Ptr<NexthopConfig> record = config("c1");
+  world.configDir->entityDel("c1");
+  bool done = false;
+  const Watcher host(*world.status("c1"), [&](FieldId, const void*) {
+    if (!std::exchange(done, true)) {
+      world.configDir->entityDel("c1");
+      world.configDir->entityIs("c1", record);
+    }
+  });
+  world.configDir->entityIs("c1", record);
+  EXPECT_TRUE(done);
+  ASSERT_TRUE(resolver("c1"));
+  EXPECT_EQ(resolver("c1")->nexthopVrfStatus(), world.status("c1")->vrf("v1"));
 }
 
 TEST_F(ClientEvaluation, AStatusRecordThatGoesWhenItsVrfAppearsLeavesNoResolver) {

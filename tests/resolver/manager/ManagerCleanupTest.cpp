@@ -134,12 +134,13 @@ TEST_F(ManagerCleanup, ReleasesTheMachineBeforeTheResolvers) {
   const ReferenceWatch references(*manager->fecIdToClientHop(), log);
   const Ptr<FecIdToResolverId> map = manager->fecIdToResolverId();
   const FibViaWatch outputs(*world.context, *world.forwarding->vrf("v1"), *map, log);
-  EXPECT_EQ(stop(), (Events{
-                        managerLine(8, "handleCleanup"),
-                        resolverLine(8, "handleCleanup"),
-                        "key c1 10.0.0.1 removed",
-                        "fecIdRef 12 removed",
-                    }));
+  EXPECT_EQ(stop(),
+            (Events{
+                managerLine(8, "handleCleanup"),
+                resolverLine(8, "handleCleanup"),
+                "key c1 10.0.0.1 removed",
+                "fecIdRef 12 removed",
+            }));
   EXPECT_TRUE(world.forwarding->vrf("v1")->nexthopResolverIdViaHas(ResolverId(4)));
   EXPECT_EQ(map->fecIdToResolverIdMap(12), ResolverId(4));
   EXPECT_EQ(world.context->firstUnAllocatedNexthopResolverId(), 5U);
@@ -152,13 +153,14 @@ TEST_F(ManagerCleanup, ClearsTheStatusBeforeTheResolversGo) {
   run();
   world.routing6Dir->entityDel("v1");
   const TraceLog resolvers(log, "NexthopResolverSm");
-  EXPECT_EQ(stop(), (Events{
-                        managerLine(8, "handleCleanup"),
-                        managerLine(1, "clearVrfStatus clear status for c1"),
-                        "c1 v1: status 10.0.0.1 removed",
-                        "c1: v1 removed",
-                        resolverLine(8, "handleCleanup"),
-                    }));
+  EXPECT_EQ(stop(),
+            (Events{
+                managerLine(8, "handleCleanup"),
+                managerLine(1, "clearVrfStatus clear status for c1"),
+                "c1 v1: status 10.0.0.1 removed",
+                "c1: v1 removed",
+                resolverLine(8, "handleCleanup"),
+            }));
 }
 
 TEST_F(ManagerCleanup, EverythingIsSilentBeforeAnyStatusIsCleared) {
@@ -167,7 +169,7 @@ TEST_F(ManagerCleanup, EverythingIsSilentBeforeAnyStatusIsCleared) {
   startQuietly();
   const Ptr<NexthopResolverFibViaSm> machine = manager->nexthopResolverFibViaSm();
   const Ptr<NexthopResolverSm> kept = resolver("c1");
-  const Ptr<NestedSm_NexthopStatus> watcher = valueOf(manager->nexthopStatus(), "c1");
+  const Ptr<NestedSm_NexthopStatus> watcher = memberOf(manager->nexthopStatus(), "c1");
   world.routing4Dir->entityDel("v1");
   const Watcher host(*world.status("c1"), [&](FieldId, const void*) {
     EXPECT_FALSE(world.configDir->hasSubscribers());
@@ -183,8 +185,8 @@ TEST_F(ManagerCleanup, WhatTheHostStillHoldsIsOffAndDetached) {
   client("c1");
   start();
   const Ptr<NexthopResolverFibViaSm> machine = manager->nexthopResolverFibViaSm();
-  const Ptr<NestedSm_NexthopConfig> configWatcher = valueOf(manager->nexthopConfig(), "c1");
-  const Ptr<NestedSm_NexthopStatus> statusWatcher = valueOf(manager->nexthopStatus(), "c1");
+  const Ptr<NestedSm_NexthopConfig> configWatcher = memberOf(manager->nexthopConfig(), "c1");
+  const Ptr<NestedSm_NexthopStatus> statusWatcher = memberOf(manager->nexthopStatus(), "c1");
   stop();
   EXPECT_FALSE(machine->hasNotificationActive());
   EXPECT_FALSE(configWatcher->hasOwner());
@@ -234,8 +236,9 @@ TEST_F(ManagerCleanup, AManagerThatIsOffIsCleanedUpAllTheSame) {
   start();
   manager->hasNotificationActiveIs(false);
   world.routing4Dir->entityDel("v1");
-  EXPECT_EQ(stop(), (Events{managerLine(8, "handleCleanup"),
-                            managerLine(1, "clearVrfStatus clear status for c1")}));
+  EXPECT_EQ(stop(),
+            (Events{managerLine(8, "handleCleanup"),
+                    managerLine(1, "clearVrfStatus clear status for c1")}));
 }
 
 // Its constructor has subscribed to everything.
@@ -245,8 +248,9 @@ TEST_F(ManagerCleanup, AManagerThatWasNeverSwitchedOnIsSilentBeforeItsStatusIsCl
   manager = ManagerInputs(world).construct();
   log.take();
   world.routing4Dir->entityDel("v1");
-  EXPECT_EQ(stop(), (Events{managerLine(8, "handleCleanup"),
-                            managerLine(1, "clearVrfStatus clear status for c1")}));
+  EXPECT_EQ(stop(),
+            (Events{managerLine(8, "handleCleanup"),
+                    managerLine(1, "clearVrfStatus clear status for c1")}));
   EXPECT_FALSE(world.configDir->hasSubscribers());
 }
 
@@ -259,9 +263,10 @@ TEST_F(ManagerCleanup, AWatcherMadeWhileOffIsSilentBeforeItsStatusIsCleared) {
   manager->handleClientStatusDir("c2");
   log.take();
   world.routing4Dir->entityDel("v1");
-  EXPECT_EQ(stop(), (Events{managerLine(8, "handleCleanup"),
-                            managerLine(1, "clearVrfStatus clear status for c1"),
-                            managerLine(1, "clearVrfStatus clear status for c2")}));
+  EXPECT_EQ(stop(),
+            (Events{managerLine(8, "handleCleanup"),
+                    managerLine(1, "clearVrfStatus clear status for c1"),
+                    managerLine(1, "clearVrfStatus clear status for c2")}));
 }
 
 TEST_F(ManagerCleanup, ChangesThatTheHostMakesMeanwhileReachNobody) {
@@ -272,8 +277,9 @@ TEST_F(ManagerCleanup, ChangesThatTheHostMakesMeanwhileReachNobody) {
     client("c2");
     world.configDir->entityDel("c1");
   });
-  EXPECT_EQ(stop(), (Events{managerLine(8, "handleCleanup"),
-                            managerLine(1, "clearVrfStatus clear status for c1")}));
+  EXPECT_EQ(stop(),
+            (Events{managerLine(8, "handleCleanup"),
+                    managerLine(1, "clearVrfStatus clear status for c1")}));
 }
 
 TEST_F(ManagerCleanup, AfterACleanupByNameRunsAgain) {
@@ -327,8 +333,12 @@ TEST_F(ManagerCleanup, ReleasesTheInputsInReverseOrderOfDeclaration) {
   trie6 = nullptr;
   inputs = ManagerInputs(world);
   EXPECT_EQ(log.take(), Events{});
-  EXPECT_EQ(stop(), (Events{"routing6, tries: 2", "routing4, tries: 2", "cellStatuses, tries: 0",
-                            "statuses, tries: 0", "configs, tries: 0"}));
+  EXPECT_EQ(stop(),
+            (Events{"routing6, tries: 2",
+                    "routing4, tries: 2",
+                    "cellStatuses, tries: 0",
+                    "statuses, tries: 0",
+                    "configs, tries: 0"}));
 }
 
 }  // namespace

@@ -39,13 +39,20 @@ class ManagerFibVia : public ManagerFixture {
  protected:
   MachineInputs presentInputs() const {
     const Ptr<NexthopResolverFibViaSm>& machine = manager->nexthopResolverFibViaSm();
-    return {machine->vrfName(),          machine->forwardingGenStatus(),
-            machine->nhResolverVrfFs(),  machine->fecIdToClientHop(),
-            machine->fecIdToResolverId(), machine->nhResFibViaContext()};
+    return {machine->vrfName(),
+            machine->forwardingGenStatus(),
+            machine->nhResolverVrfFs(),
+            machine->fecIdToClientHop(),
+            machine->fecIdToResolverId(),
+            machine->nhResFibViaContext()};
   }
   Ptr<NexthopResolverFibViaSm> machineIs(const MachineInputs& in) {
-    return manager->nexthopResolverFibViaSmIs(in.vrfName, in.fecs, in.records, in.references,
-                                              in.map, in.context);
+    return manager->nexthopResolverFibViaSmIs(in.vrfName,
+                                              in.fecs,
+                                              in.records,
+                                              in.references,
+                                              in.map,
+                                              in.context);
   }
   void expectReplaced(const MachineInputs& inputs) {
     const Ptr<NexthopResolverFibViaSm> before = manager->nexthopResolverFibViaSm();

@@ -30,31 +30,32 @@ TEST_F(ManagerInspection, ShowsInputsThenWhatItOwnsInOrder) {
   for (const AttributeData& attribute : type.attributes()) {
     shown.push_back(std::string(attribute.name) + "=" + attribute.value(*manager));
   }
-  EXPECT_EQ(shown, (std::vector<std::string>{
-                       "vrfName=v1",
-                       "nexthopConfigDir=" + String(world.configDir->typeData().name()),
-                       "nexthopStatusDir=" + String(world.configDir->typeData().name()),
-                       "nexthopCellSpecificStatusDir=" + String(world.configDir->typeData().name()),
-                       "trie4=" + String(world.trie4->typeData().name()),
-                       "trie6=" + String(world.trie6->typeData().name()),
-                       "routeStatus=" + String(world.routes4->typeData().name()),
-                       "route6Status=" + String(world.routes6->typeData().name()),
-                       "forwardingGenStatus=" + String(world.fecs->typeData().name()),
-                       "nexthopForwardingStatus=Routing::NexthopResolverForwardingStatus",
-                       "nexthopFibViaContext=Routing::NexthopResolverFibViaContext",
-                       "routingInfoDir=" + String(world.configDir->typeData().name()),
-                       "routing6InfoDir=" + String(world.configDir->typeData().name()),
-                       "scheduler=" + String(world.scheduler->typeData().name()),
-                       "fecIdToClientHop=Routing::FecIdToClientHop",
-                       "fecIdToResolverId=Routing::FecIdToResolverId",
-                       "nexthopResolverFibViaSm=Routing::NexthopResolverFibViaSm",
-                       "resolverSm={c1}",
-                       "nexthopConfigPtr={c1}",
-                       "nexthopStatusPtr={c1}",
-                       "nexthopConfig={c1}",
-                       "nexthopStatus={c1}",
-                       "initialized=true",
-                   }));
+  EXPECT_EQ(shown,
+            (std::vector<std::string>{
+                "vrfName=v1",
+                "nexthopConfigDir=" + String(world.configDir->typeData().name()),
+                "nexthopStatusDir=" + String(world.configDir->typeData().name()),
+                "nexthopCellSpecificStatusDir=" + String(world.configDir->typeData().name()),
+                "trie4=" + String(world.trie4->typeData().name()),
+                "trie6=" + String(world.trie6->typeData().name()),
+                "routeStatus=" + String(world.routes4->typeData().name()),
+                "route6Status=" + String(world.routes6->typeData().name()),
+                "forwardingGenStatus=" + String(world.fecs->typeData().name()),
+                "nexthopForwardingStatus=Routing::NexthopResolverForwardingStatus",
+                "nexthopFibViaContext=Routing::NexthopResolverFibViaContext",
+                "routingInfoDir=" + String(world.configDir->typeData().name()),
+                "routing6InfoDir=" + String(world.configDir->typeData().name()),
+                "scheduler=" + String(world.scheduler->typeData().name()),
+                "fecIdToClientHop=Routing::FecIdToClientHop",
+                "fecIdToResolverId=Routing::FecIdToResolverId",
+                "nexthopResolverFibViaSm=Routing::NexthopResolverFibViaSm",
+                "resolverSm={c1}",
+                "nexthopConfigPtr={c1}",
+                "nexthopStatusPtr={c1}",
+                "nexthopConfig={c1}",
+                "nexthopStatus={c1}",
+                "initialized=true",
+            }));
 }
 
 TEST_F(ManagerInspection, ListsItsOperations) {
@@ -62,10 +63,15 @@ TEST_F(ManagerInspection, ListsItsOperations) {
   for (const OperationData& operation : manager->typeData().operations()) {
     names.emplace_back(operation.name);
   }
-  EXPECT_EQ(names, (std::vector<std::string>{
-                       "clearVrfStatus", "handleClient", "handleClientEntry",
-                       "handleClientConfigDir", "handleClientStatusDir",
-                       "handleCellSpecificClientStatusDir", "handleInitialized", "handleCleanup"}));
+  EXPECT_EQ(names,
+            (std::vector<std::string>{"clearVrfStatus",
+                                      "handleClient",
+                                      "handleClientEntry",
+                                      "handleClientConfigDir",
+                                      "handleClientStatusDir",
+                                      "handleCellSpecificClientStatusDir",
+                                      "handleInitialized",
+                                      "handleCleanup"}));
 }
 
 TEST_F(ManagerInspection, HandlersCanBeCalledByName) {
@@ -110,11 +116,12 @@ TEST_F(ManagerInspection, StartUpByNameReplacesIndexMapAndMachine) {
   const Ptr<FecIdToResolverId> map = manager->fecIdToResolverId();
   const Ptr<NexthopResolverFibViaSm> machine = manager->nexthopResolverFibViaSm();
   call("handleCleanup");
-  EXPECT_EQ(call("handleInitialized"), (Events{
-                                           managerLine(8, "handleInitialized"),
-                                           managerLine(8, "handleClientConfigDir c1"),
-                                           managerLine(8, "handleClientStatusDir c1"),
-                                       }));
+  EXPECT_EQ(call("handleInitialized"),
+            (Events{
+                managerLine(8, "handleInitialized"),
+                managerLine(8, "handleClientConfigDir c1"),
+                managerLine(8, "handleClientStatusDir c1"),
+            }));
   EXPECT_TRUE(manager->initialized());
   EXPECT_NE(manager->fecIdToClientHop(), references);
   EXPECT_NE(manager->fecIdToResolverId(), map);

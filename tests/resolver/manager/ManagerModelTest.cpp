@@ -1,6 +1,6 @@
-// Random changes of the directories and of the clients' records under the managers of two VRFs. After
-// each of them the rule must hold: a client has a resolver exactly when it has a configuration of the
-// VRF and a status record, and its status of the VRF is there exactly as long.
+// Random changes of the directories and of the clients' records under the managers of two VRFs.
+// After each of them the rule must hold: a client has a resolver exactly when it has a
+// configuration of the VRF and a status record, and its status of the VRF is there exactly as long.
 
 #include <gtest/gtest.h>
 
@@ -41,9 +41,7 @@ class ManagerModel : public ManagerFixture {
   }
   ~ManagerModel() override { managers.clear(); }
 
-  std::uint32_t below(std::uint32_t bound) {
-    return static_cast<std::uint32_t>(random()) % bound;
-  }
+  std::uint32_t below(std::uint32_t bound) { return static_cast<std::uint32_t>(random()) % bound; }
   // A kind for good, so that no configuration is asked for with another.
   static NexthopStatusFecIdType kindOf(const String& client) {
     return client < "c" ? fibFecId : resolverId;
@@ -126,8 +124,8 @@ class ManagerModel : public ManagerFixture {
     }
   }
 
-  void expectRule(const NexthopResolverManagerSm& manager) {
-    const VrfName& vrf = manager.vrfName();
+  void expectRule(const NexthopResolverManagerSm& of) {
+    const VrfName& vrf = of.vrfName();
     std::vector<String> resolvers;
     for (const char* client : clients) {
       const Ptr<NexthopConfig> record = config(client);
@@ -138,29 +136,29 @@ class ManagerModel : public ManagerFixture {
       }
       EXPECT_EQ(status && status->vrfHas(vrf), expected) << client << " in " << vrf;
     }
-    EXPECT_EQ(sorted(keysOf(manager.resolverSm())), resolvers) << vrf;
-    expectRecords(manager);
-    expectReferencesOf(manager, resolvers);
+    EXPECT_EQ(sorted(keysOf(of.resolverSm())), resolvers) << vrf;
+    expectRecords(of);
+    expectReferencesOf(of, resolvers);
   }
-  void expectRecords(const NexthopResolverManagerSm& manager) {
+  void expectRecords(const NexthopResolverManagerSm& of) {
     std::vector<String> statuses = keysOf(world.statusDir->entry());
     for (const String& name : keysOf(world.cellStatusDir->entry())) {
       statuses.push_back(name);
     }
-    EXPECT_EQ(sorted(keysOf(manager.nexthopConfigPtr())), sorted(keysOf(world.configDir->entry())));
-    EXPECT_EQ(sorted(keysOf(manager.nexthopConfig())), sorted(keysOf(world.configDir->entry())));
-    EXPECT_EQ(sorted(keysOf(manager.nexthopStatusPtr())), sorted(statuses));
-    EXPECT_EQ(sorted(keysOf(manager.nexthopStatus())), sorted(statuses));
+    EXPECT_EQ(sorted(keysOf(of.nexthopConfigPtr())), sorted(keysOf(world.configDir->entry())));
+    EXPECT_EQ(sorted(keysOf(of.nexthopConfig())), sorted(keysOf(world.configDir->entry())));
+    EXPECT_EQ(sorted(keysOf(of.nexthopStatusPtr())), sorted(statuses));
+    EXPECT_EQ(sorted(keysOf(of.nexthopStatus())), sorted(statuses));
   }
   // No reference outlives its client's resolver, no identifier its last reference.
-  void expectReferencesOf(const NexthopResolverManagerSm& manager,
+  void expectReferencesOf(const NexthopResolverManagerSm& of,
                           const std::vector<String>& resolvers) {
-    const FecIdToClientHop& references = *manager.fecIdToClientHop();
+    const FecIdToClientHop& references = *of.fecIdToClientHop();
     for (auto cursor = references.clientNexthopToFecId().cursor(); !cursor.atEnd(); cursor.next()) {
-      EXPECT_TRUE(std::binary_search(
-          resolvers.begin(), resolvers.end(), cursor.key().clientName()));
+      EXPECT_TRUE(
+          std::binary_search(resolvers.begin(), resolvers.end(), cursor.key().clientName()));
     }
-    const FecIdToResolverId::Map& map = manager.fecIdToResolverId()->fecIdToResolverIdMap();
+    const FecIdToResolverId::Map& map = of.fecIdToResolverId()->fecIdToResolverIdMap();
     for (auto cursor = map.cursor(); !cursor.atEnd(); cursor.next()) {
       EXPECT_TRUE(references.fecIdRef(cursor.key()));
     }

@@ -131,40 +131,42 @@ TEST_F(ManagerStart, WithAFreshStatusTracesTheCreationTwiceAndMakesTheResolverIn
   client("c1");
   watch("c1");
   const TraceLog resolvers(log, "NexthopResolverSm");
-  EXPECT_EQ(start(), (Events{
-                         managerLine(8, "handleInitialized"),
-                         managerLine(8, "handleClientConfigDir c1"),
-                         managerLine(1, "handleClientConfigDir add config for c1"),
-                         managerLine(8, "handleClientEntry c1"),
-                         managerLine(8, "handleClient c1 vrf v1"),
-                         managerLine(8, "handleClientStatusDir c1"),
-                         managerLine(1, "handleClientStatusDir add status for c1"),
-                         managerLine(8, "handleClientEntry c1"),
-                         managerLine(8, "handleClient c1 vrf v1"),
-                         managerLine(1, "handleClient create NexthopResolverSm for c1"),
-                         "c1: v1 added, entries: 0",
-                         managerLine(8, "handleClient c1 vrf v1"),
-                         managerLine(1, "handleClient create NexthopResolverSm for c1"),
-                         resolverLine(8, "handleInitialized fecIdtype: fibFecId"),
-                     }));
+  EXPECT_EQ(start(),
+            (Events{
+                managerLine(8, "handleInitialized"),
+                managerLine(8, "handleClientConfigDir c1"),
+                managerLine(1, "handleClientConfigDir add config for c1"),
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(8, "handleClientStatusDir c1"),
+                managerLine(1, "handleClientStatusDir add status for c1"),
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient create NexthopResolverSm for c1"),
+                "c1: v1 added, entries: 0",
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient create NexthopResolverSm for c1"),
+                resolverLine(8, "handleInitialized fecIdtype: fibFecId"),
+            }));
 }
 
 TEST_F(ManagerStart, WithAKeptStatusTracesTheCreationOnce) {
   client("c1");
   const Ptr<NexthopVrfStatus> kept = keptStatus("c1");
   watch("c1");
-  EXPECT_EQ(start(), (Events{
-                         managerLine(8, "handleInitialized"),
-                         managerLine(8, "handleClientConfigDir c1"),
-                         managerLine(1, "handleClientConfigDir add config for c1"),
-                         managerLine(8, "handleClientEntry c1"),
-                         managerLine(8, "handleClient c1 vrf v1"),
-                         managerLine(8, "handleClientStatusDir c1"),
-                         managerLine(1, "handleClientStatusDir add status for c1"),
-                         managerLine(8, "handleClientEntry c1"),
-                         managerLine(8, "handleClient c1 vrf v1"),
-                         managerLine(1, "handleClient create NexthopResolverSm for c1"),
-                     }));
+  EXPECT_EQ(start(),
+            (Events{
+                managerLine(8, "handleInitialized"),
+                managerLine(8, "handleClientConfigDir c1"),
+                managerLine(1, "handleClientConfigDir add config for c1"),
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(8, "handleClientStatusDir c1"),
+                managerLine(1, "handleClientStatusDir add status for c1"),
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient create NexthopResolverSm for c1"),
+            }));
   EXPECT_EQ(resolver("c1")->nexthopVrfStatus(), kept);
   EXPECT_EQ(kept->nexthop().size(), 1U);
 }
@@ -204,9 +206,20 @@ TEST_F(ManagerStart, FindsTheForwardingEntryOfAnEarlierRun) {
 TEST_F(ManagerStart, FactoryAndIsSwitchEverythingOn) {
   client("c1");
   const ManagerInputs in(world);
-  manager = NexthopResolverManagerSm::NexthopResolverManagerSmIs(
-      in.vrfName, in.configDir, in.statusDir, in.cellStatusDir, in.trie4, in.trie6, in.routes4,
-      in.routes6, in.fecs, in.forwarding, in.context, in.routing4Dir, in.routing6Dir, in.scheduler);
+  manager = NexthopResolverManagerSm::NexthopResolverManagerSmIs(in.vrfName,
+                                                                 in.configDir,
+                                                                 in.statusDir,
+                                                                 in.cellStatusDir,
+                                                                 in.trie4,
+                                                                 in.trie6,
+                                                                 in.routes4,
+                                                                 in.routes6,
+                                                                 in.fecs,
+                                                                 in.forwarding,
+                                                                 in.context,
+                                                                 in.routing4Dir,
+                                                                 in.routing6Dir,
+                                                                 in.scheduler);
   EXPECT_TRUE(manager->hasNotificationActive());
   manager = nullptr;
   manager = in.make();
@@ -227,11 +240,12 @@ TEST_F(ManagerStart, ConstructionAndSwitchingOnSubscribeOnce) {
   world.configDir->entityAnnounce("none");
   world.statusDir->entityAnnounce("none");
   world.cellStatusDir->entityAnnounce("none");
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleClientConfigDir none"),
-                            managerLine(8, "handleClientStatusDir none"),
-                            managerLine(8, "handleCellSpecificClientStatusDir none"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleClientConfigDir none"),
+                managerLine(8, "handleClientStatusDir none"),
+                managerLine(8, "handleCellSpecificClientStatusDir none"),
+            }));
 }
 
 TEST_F(ManagerStart, WithoutACellDirectoryServesTheGlobalOne) {

@@ -130,8 +130,8 @@ TEST_F(NotificationSwitch, AZombieDropsEveryNotification) {
 TEST_F(NotificationSwitch, AZombieMarksEveryWatcherAndTheyReactAgainAfterwards) {
   client("c1");
   start();
-  const Ptr<NestedSm_NexthopConfig> configWatcher = valueOf(manager->nexthopConfig(), "c1");
-  const Ptr<NestedSm_NexthopStatus> statusWatcher = valueOf(manager->nexthopStatus(), "c1");
+  const Ptr<NestedSm_NexthopConfig> configWatcher = memberOf(manager->nexthopConfig(), "c1");
+  const Ptr<NestedSm_NexthopStatus> statusWatcher = memberOf(manager->nexthopStatus(), "c1");
   manager->doZombieReactors(true);
   EXPECT_TRUE(configWatcher->isZombie());
   EXPECT_TRUE(statusWatcher->isZombie());
@@ -141,8 +141,9 @@ TEST_F(NotificationSwitch, AZombieMarksEveryWatcherAndTheyReactAgainAfterwards) 
   EXPECT_FALSE(configWatcher->isZombie());
   EXPECT_FALSE(statusWatcher->isZombie());
   config("c1")->vrfIs("v2", fibFecId);
-  EXPECT_EQ(log.take(), (Events{managerLine(8, "handleClient c1 vrf v2"),
-                                managerLine(8, "handleClient c1 ignore update for vrf v2")}));
+  EXPECT_EQ(log.take(),
+            (Events{managerLine(8, "handleClient c1 vrf v2"),
+                    managerLine(8, "handleClient c1 ignore update for vrf v2")}));
 }
 
 // Whatever else a directory may come to publish is not an entry.
@@ -171,20 +172,21 @@ TEST_F(NotificationSwitch, EachDirectoryReachesItsHandlerWithTheEntrysName) {
   world.configDir->entityIs("a", makeEntity<NexthopConfig>("a"));
   world.configDir->entityIs("a", makeEntity<NexthopConfig>("a"));
   world.configDir->entityDel("a");
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleClientConfigDir a"),
-                            managerLine(1, "handleClientConfigDir add config for a"),
-                            managerLine(8, "handleClientEntry a"),
-                            managerLine(8, "handleClient a vrf v1"),
-                            managerLine(8, "handleClientConfigDir a"),
-                            managerLine(1, "handleClientConfigDir add config for a"),
-                            managerLine(8, "handleClientEntry a"),
-                            managerLine(8, "handleClient a vrf v1"),
-                            managerLine(8, "handleClientConfigDir a"),
-                            managerLine(1, "handleClientConfigDir delete config for a"),
-                            managerLine(8, "handleClientEntry a"),
-                            managerLine(8, "handleClient a vrf v1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleClientConfigDir a"),
+                managerLine(1, "handleClientConfigDir add config for a"),
+                managerLine(8, "handleClientEntry a"),
+                managerLine(8, "handleClient a vrf v1"),
+                managerLine(8, "handleClientConfigDir a"),
+                managerLine(1, "handleClientConfigDir add config for a"),
+                managerLine(8, "handleClientEntry a"),
+                managerLine(8, "handleClient a vrf v1"),
+                managerLine(8, "handleClientConfigDir a"),
+                managerLine(1, "handleClientConfigDir delete config for a"),
+                managerLine(8, "handleClientEntry a"),
+                managerLine(8, "handleClient a vrf v1"),
+            }));
 }
 
 TEST_F(NotificationSwitch, HandlersDoNothingAfterCleanup) {

@@ -62,7 +62,7 @@ class RecordCollection : public ManagerFixture {
   using Watch = typename Twin::Watch;
 
   RecordCollection() { start(); }
-  Ptr<Watch> watcher(const String& name) const { return valueOf(Twin::watchers(*manager), name); }
+  Ptr<Watch> watcher(const String& name) const { return memberOf(Twin::watchers(*manager), name); }
   Ptr<Record> record(const String& name = "c1") const { return makeEntity<Record>(name); }
   // A change of the record, and what the manager made of it.
   Events change(const Ptr<Record>& record) {
@@ -83,7 +83,7 @@ TYPED_TEST(RecordCollection, ARecordThatIsSetIsWatchedAndItsClientEvaluated) {
   const auto record = this->record();
   TypeParam::ptrIs(*this->manager, "c1", record);
   EXPECT_EQ(this->log.take(), this->evaluated);
-  EXPECT_EQ(valueOf(TypeParam::ptrs(*this->manager), "c1"), record);
+  EXPECT_EQ(memberOf(TypeParam::ptrs(*this->manager), "c1"), record);
   ASSERT_TRUE(this->watcher("c1"));
   EXPECT_EQ(this->watcher("c1")->notifier(), record);
   EXPECT_TRUE(this->watcher("c1")->hasOwner());
@@ -110,7 +110,7 @@ TYPED_TEST(RecordCollection, AnotherRecordRePointsTheWatcherAndEvaluatesTheClien
   this->log.take();
   TypeParam::ptrIs(*this->manager, "c1", after);
   EXPECT_EQ(this->log.take(), this->evaluated);
-  EXPECT_EQ(valueOf(TypeParam::ptrs(*this->manager), "c1"), after);
+  EXPECT_EQ(memberOf(TypeParam::ptrs(*this->manager), "c1"), after);
   EXPECT_EQ(this->watcher("c1"), watcher);
   EXPECT_EQ(watcher->notifier(), after);
   EXPECT_FALSE(before->hasSubscribers());
@@ -149,14 +149,15 @@ TYPED_TEST(RecordCollection, DelAllRemovesEveryRecordAndWatcher) {
   TypeParam::ptrDelAll(*this->manager);
   EXPECT_TRUE(TypeParam::ptrs(*this->manager).empty());
   EXPECT_TRUE(TypeParam::watchers(*this->manager).empty());
-  EXPECT_EQ(this->log.take(), (Events{
-                                  managerLine(8, "handleClientEntry c1"),
-                                  managerLine(8, "handleClient c1 vrf v1"),
-                                  managerLine(8, "handleClientEntry c2"),
-                                  managerLine(8, "handleClient c2 vrf v1"),
-                                  managerLine(8, "handleClientEntry c3"),
-                                  managerLine(8, "handleClient c3 vrf v1"),
-                              }));
+  EXPECT_EQ(this->log.take(),
+            (Events{
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(8, "handleClientEntry c2"),
+                managerLine(8, "handleClient c2 vrf v1"),
+                managerLine(8, "handleClientEntry c3"),
+                managerLine(8, "handleClient c3 vrf v1"),
+            }));
 }
 
 TYPED_TEST(RecordCollection, AWatcherOfNullIsANullArgumentError) {
@@ -176,10 +177,11 @@ TYPED_TEST(RecordCollection, AWatcherIsKeyedByItsRecordsOwnName) {
   TypeParam::ptrIs(*this->manager, "listed", record);
   EXPECT_EQ(keysOf(TypeParam::ptrs(*this->manager)), (std::vector<String>{"listed"}));
   EXPECT_EQ(keysOf(TypeParam::watchers(*this->manager)), (std::vector<String>{"own"}));
-  EXPECT_EQ(this->log.take(), (Events{
-                                  managerLine(8, "handleClientEntry own"),
-                                  managerLine(8, "handleClient own vrf v1"),
-                              }));
+  EXPECT_EQ(this->log.take(),
+            (Events{
+                managerLine(8, "handleClientEntry own"),
+                managerLine(8, "handleClient own vrf v1"),
+            }));
 }
 
 TYPED_TEST(RecordCollection, DelOfAWatcherReturnsItsRecordAndOfNoneNull) {
@@ -199,12 +201,13 @@ TYPED_TEST(RecordCollection, DelAllOfTheWatchersEvaluatesEachClient) {
   this->log.take();
   TypeParam::watchDelAll(*this->manager);
   EXPECT_TRUE(TypeParam::watchers(*this->manager).empty());
-  EXPECT_EQ(this->log.take(), (Events{
-                                  managerLine(8, "handleClientEntry c1"),
-                                  managerLine(8, "handleClient c1 vrf v1"),
-                                  managerLine(8, "handleClientEntry c2"),
-                                  managerLine(8, "handleClient c2 vrf v1"),
-                              }));
+  EXPECT_EQ(this->log.take(),
+            (Events{
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(8, "handleClientEntry c2"),
+                managerLine(8, "handleClient c2 vrf v1"),
+            }));
 }
 
 // Seen from inside the evaluation: the pointer entry is gone, the watcher is out of its collection
@@ -244,7 +247,8 @@ TYPED_TEST(RecordCollection, AWatcherOfAZombieIsAZombie) {
   EXPECT_EQ(this->log.take(), this->noticed);
 }
 
-TYPED_TEST(RecordCollection, AWatcherRePointedWhileNotificationsAreOffWatchesTheNewRecordAfterwards) {
+TYPED_TEST(RecordCollection,
+           AWatcherRePointedWhileNotificationsAreOffWatchesTheNewRecordAfterwards) {
   TypeParam::ptrIs(*this->manager, "c1", this->record());
   this->manager->hasNotificationActiveIs(false);
   const auto after = this->record();
@@ -281,8 +285,7 @@ TYPED_TEST(RecordCollection, TheZombieMarkSwitchesNotificationsOnlyWhenItChanges
 }
 
 TYPED_TEST(RecordCollection, AWatcherOfNothingTakesTheMarkAndSubscribesToNothing) {
-  using Watch = typename TypeParam::Watch;
-  const auto watcher = makeEntity<Watch>(nullptr, this->manager.get());
+  const auto watcher = makeEntity<typename TypeParam::Watch>(nullptr, this->manager.get());
   EXPECT_FALSE(watcher->subscribed());
   watcher->doZombieReactors(true);
   watcher->doZombieReactors(false);
@@ -291,9 +294,8 @@ TYPED_TEST(RecordCollection, AWatcherOfNothingTakesTheMarkAndSubscribesToNothing
 }
 
 TYPED_TEST(RecordCollection, AWatcherThatEndsUnsubscribes) {
-  using Watch = typename TypeParam::Watch;
   const auto record = this->record();
-  auto watcher = makeEntity<Watch>(record, this->manager.get());
+  auto watcher = makeEntity<typename TypeParam::Watch>(record, this->manager.get());
   EXPECT_TRUE(record->hasSubscribers());
   watcher = nullptr;
   EXPECT_FALSE(record->hasSubscribers());

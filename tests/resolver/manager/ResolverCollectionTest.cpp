@@ -29,9 +29,19 @@ struct ResolverArguments {
         scheduler(resolver.scheduler()) {}
 
   Ptr<NexthopResolverSm> resolverIn(NexthopResolverManagerSm& manager) const {
-    return manager.resolverSmIs(vrfName, name, nexthopVrfConfig, nexthopVrfStatus, trie4, trie6,
-                                routeStatus, route6Status, vrfRoutingInfo, vrfRouting6Info,
-                                fecIdToClientHop, fecIdToResolverId, scheduler);
+    return manager.resolverSmIs(vrfName,
+                                name,
+                                nexthopVrfConfig,
+                                nexthopVrfStatus,
+                                trie4,
+                                trie6,
+                                routeStatus,
+                                route6Status,
+                                vrfRoutingInfo,
+                                vrfRouting6Info,
+                                fecIdToClientHop,
+                                fecIdToResolverId,
+                                scheduler);
   }
 
   VrfName vrfName;

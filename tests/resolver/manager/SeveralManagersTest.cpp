@@ -1,4 +1,5 @@
-// Managers of two VRFs on the same directories, managers one after the other, and names of all kinds.
+// Managers of two VRFs on the same directories, managers one after the other, and names of all
+// kinds.
 
 #include <gtest/gtest.h>
 
@@ -35,7 +36,8 @@ TEST_F(SeveralManagers, OfTwoVrfsServeEachItsOwn) {
   startBoth();
   EXPECT_EQ(world.status("c1")->vrf("v1")->fecIdType(), fibFecId);
   EXPECT_EQ(world.status("c1")->vrf("v2")->fecIdType(), resolverId);
-  EXPECT_EQ(valueOf(second->resolverSm(), "c1")->nexthopVrfStatus(), world.status("c1")->vrf("v2"));
+  EXPECT_EQ(memberOf(second->resolverSm(), "c1")->nexthopVrfStatus(),
+            world.status("c1")->vrf("v2"));
   EXPECT_EQ(keysOf(world.forwarding->vrf()), (std::vector<String>{"v1", "v2"}));
 }
 
@@ -43,33 +45,35 @@ TEST_F(SeveralManagers, AChangeForOneVrfIsIgnoredByTheOther) {
   client("c1");
   startBoth();
   config("c1")->vrfIs("v2", fibFecId);
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleClient c1 vrf v2"),
-                            managerLine(8, "handleClient c1 ignore update for vrf v2"),
-                            managerLine(8, "handleClient c1 vrf v2", "v2"),
-                            managerLine(1, "handleClient create NexthopResolverSm for c1", "v2"),
-                            managerLine(8, "handleClient c1 vrf v2"),
-                            managerLine(8, "handleClient c1 ignore update for vrf v2"),
-                            managerLine(8, "handleClient c1 vrf v2", "v2"),
-                            managerLine(1, "handleClient create NexthopResolverSm for c1", "v2"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleClient c1 vrf v2"),
+                managerLine(8, "handleClient c1 ignore update for vrf v2"),
+                managerLine(8, "handleClient c1 vrf v2", "v2"),
+                managerLine(1, "handleClient create NexthopResolverSm for c1", "v2"),
+                managerLine(8, "handleClient c1 vrf v2"),
+                managerLine(8, "handleClient c1 ignore update for vrf v2"),
+                managerLine(8, "handleClient c1 vrf v2", "v2"),
+                managerLine(1, "handleClient create NexthopResolverSm for c1", "v2"),
+            }));
 }
 
 TEST_F(SeveralManagers, TheEndOfOneLeavesTheOtherAlone) {
   clientOfBoth("c1");
   keptStatus("c1", resolverId, "v2");
   startBoth();
-  const Ptr<NexthopResolverSm> resolverOfSecond = valueOf(second->resolverSm(), "c1");
+  const Ptr<NexthopResolverSm> resolverOfSecond = memberOf(second->resolverSm(), "c1");
   world.routing4Dir->entityDel("v1");
-  EXPECT_EQ(stop(), (Events{
-                        managerLine(8, "handleCleanup"),
-                        managerLine(1, "clearVrfStatus clear status for c1"),
-                        managerLine(8, "handleClient c1 vrf v1", "v2"),
-                        managerLine(8, "handleClient c1 ignore update for vrf v1", "v2"),
-                    }));
+  EXPECT_EQ(stop(),
+            (Events{
+                managerLine(8, "handleCleanup"),
+                managerLine(1, "clearVrfStatus clear status for c1"),
+                managerLine(8, "handleClient c1 vrf v1", "v2"),
+                managerLine(8, "handleClient c1 ignore update for vrf v1", "v2"),
+            }));
   EXPECT_EQ(keysOf(world.status("c1")->vrf()), (std::vector<String>{"v2"}));
   EXPECT_EQ(world.status("c1")->vrf("v2")->nexthop().size(), 1U);
-  EXPECT_EQ(valueOf(second->resolverSm(), "c1"), resolverOfSecond);
+  EXPECT_EQ(memberOf(second->resolverSm(), "c1"), resolverOfSecond);
   EXPECT_TRUE(resolverOfSecond->hasNotificationActive());
 }
 
@@ -85,10 +89,11 @@ TEST_F(SeveralManagers, TheSecondRunStartsFromTheStatusOfTheFirst) {
   startQuietly();
   EXPECT_EQ(log.take(), Events{});
   EXPECT_EQ(resolver("c1")->nexthopVrfStatus(), kept);
-  EXPECT_EQ(run(), (Events{
-                       "c1 v1: status 10.0.0.2 resolved 5 by 10.0.0.0/8",
-                       "c1 v1: status 10.0.0.1 removed",
-                   }));
+  EXPECT_EQ(run(),
+            (Events{
+                "c1 v1: status 10.0.0.2 resolved 5 by 10.0.0.0/8",
+                "c1 v1: status 10.0.0.1 removed",
+            }));
 }
 
 TEST_F(SeveralManagers, TheSecondRunCleansUpWhatTheFirstPublished) {
@@ -113,15 +118,16 @@ TEST_F(SeveralManagers, TheSecondRunClearsTheStatusOfAClientThatWasUnconfiguredI
   run();
   stop();
   world.configDir->entityDel("c1");
-  EXPECT_EQ(start(), (Events{
-                         managerLine(8, "handleInitialized"),
-                         managerLine(8, "handleClientStatusDir c1"),
-                         managerLine(1, "handleClientStatusDir add status for c1"),
-                         managerLine(8, "handleClientEntry c1"),
-                         managerLine(8, "handleClient c1 vrf v1"),
-                         managerLine(1, "clearVrfStatus clear status for c1"),
-                         managerLine(8, "handleClient c1 vrf v1"),
-                     }));
+  EXPECT_EQ(start(),
+            (Events{
+                managerLine(8, "handleInitialized"),
+                managerLine(8, "handleClientStatusDir c1"),
+                managerLine(1, "handleClientStatusDir add status for c1"),
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "clearVrfStatus clear status for c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+            }));
 }
 
 struct NameRow {
@@ -131,17 +137,16 @@ struct NameRow {
 
 class ManagerNames : public ManagerFixture, public testing::WithParamInterface<NameRow> {};
 
-INSTANTIATE_TEST_SUITE_P(
-    ,
-    ManagerNames,
-    testing::Values(NameRow{"Empty", ""},
-                    NameRow{"Blanks", " a b "},
-                    NameRow{"TraceMarks", "v1:c1] {} %s"},
-                    NameRow{"Newline", "v\n1"},
-                    NameRow{"NullByte", String("v\0001", 3)},
-                    NameRow{"NotAscii", "vrf-\xc3\xa9"},
-                    NameRow{"Long", String(4096, 'v')}),
-    [](const testing::TestParamInfo<NameRow>& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(,
+                         ManagerNames,
+                         testing::Values(NameRow{"Empty", ""},
+                                         NameRow{"Blanks", " a b "},
+                                         NameRow{"TraceMarks", "v1:c1] {} %s"},
+                                         NameRow{"Newline", "v\n1"},
+                                         NameRow{"NullByte", String("v\0001", 3)},
+                                         NameRow{"NotAscii", "vrf-\xc3\xa9"},
+                                         NameRow{"Long", String(4096, 'v')}),
+                         [](const testing::TestParamInfo<NameRow>& row) { return row.param.name; });
 
 TEST_P(ManagerNames, AVrfOfAnyNameIsServed) {
   const VrfName vrf = GetParam().text;
@@ -166,15 +171,16 @@ TEST_P(ManagerNames, AClientOfAnyNameIsServed) {
   ASSERT_TRUE(resolver(name));
   EXPECT_EQ(resolver(name)->name(), name);
   world.configDir->entityDel(name);
-  EXPECT_EQ(log.take(), (Events{
-                            managerLine(8, "handleClientConfigDir " + name),
-                            managerLine(1, "handleClientConfigDir delete config for " + name),
-                            managerLine(8, "handleClientEntry " + name),
-                            managerLine(8, "handleClient " + name + " vrf v1"),
-                            managerLine(1, "handleClient remove NexthopResolverSm for " + name),
-                            managerLine(1, "clearVrfStatus clear status for " + name),
-                            managerLine(8, "handleClient " + name + " vrf v1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                managerLine(8, "handleClientConfigDir " + name),
+                managerLine(1, "handleClientConfigDir delete config for " + name),
+                managerLine(8, "handleClientEntry " + name),
+                managerLine(8, "handleClient " + name + " vrf v1"),
+                managerLine(1, "handleClient remove NexthopResolverSm for " + name),
+                managerLine(1, "clearVrfStatus clear status for " + name),
+                managerLine(8, "handleClient " + name + " vrf v1"),
+            }));
 }
 
 }  // namespace

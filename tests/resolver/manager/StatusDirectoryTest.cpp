@@ -47,36 +47,38 @@ TEST_P(StatusDirectory, AStatusOfAConfiguredClientMakesItsResolver) {
   start();
   const Ptr<NexthopStatus> status = record(false);
   dir()->entityIs("c1", status);
-  EXPECT_EQ(log.take(), (Events{
-                            handlerLine(8, "c1"),
-                            handlerLine(1, "add status for c1"),
-                            managerLine(8, "handleClientEntry c1"),
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "handleClient create NexthopResolverSm for c1"),
-                            "c1: v1 added, entries: 0",
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "handleClient create NexthopResolverSm for c1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                handlerLine(8, "c1"),
+                handlerLine(1, "add status for c1"),
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient create NexthopResolverSm for c1"),
+                "c1: v1 added, entries: 0",
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient create NexthopResolverSm for c1"),
+            }));
   EXPECT_EQ(resolver("c1")->nexthopVrfStatus(), status->vrf("v1"));
   EXPECT_EQ(status->vrf("v1")->fecIdType(), resolverId);
-  EXPECT_EQ(valueOf(manager->nexthopStatusPtr(), "c1"), status);
-  EXPECT_EQ(valueOf(manager->nexthopStatus(), "c1")->notifier(), status);
+  EXPECT_EQ(memberOf(manager->nexthopStatusPtr(), "c1"), status);
+  EXPECT_EQ(memberOf(manager->nexthopStatus(), "c1")->notifier(), status);
 }
 
 TEST_P(StatusDirectory, AStatusBeforeItsConfigurationIsClearedAndWaitsForIt) {
   start();
   const Ptr<NexthopStatus> status = record(true);
   dir()->entityIs("c1", status);
-  EXPECT_EQ(log.take(), (Events{
-                            handlerLine(8, "c1"),
-                            handlerLine(1, "add status for c1"),
-                            managerLine(8, "handleClientEntry c1"),
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "clearVrfStatus clear status for c1"),
-                            "c1 v1: status 10.0.0.9 removed",
-                            "c1: v1 removed",
-                            managerLine(8, "handleClient c1 vrf v1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                handlerLine(8, "c1"),
+                handlerLine(1, "add status for c1"),
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "clearVrfStatus clear status for c1"),
+                "c1 v1: status 10.0.0.9 removed",
+                "c1: v1 removed",
+                managerLine(8, "handleClient c1 vrf v1"),
+            }));
   EXPECT_FALSE(resolver("c1"));
   world.config("c1", fibFecId);
   EXPECT_TRUE(resolver("c1"));
@@ -85,12 +87,13 @@ TEST_P(StatusDirectory, AStatusBeforeItsConfigurationIsClearedAndWaitsForIt) {
 TEST_P(StatusDirectory, AStatusWithoutTheVrfAndWithoutConfigurationHasNothingToClear) {
   start();
   dir()->entityIs("c1", record(false));
-  EXPECT_EQ(log.take(), (Events{
-                            handlerLine(8, "c1"),
-                            handlerLine(1, "add status for c1"),
-                            managerLine(8, "handleClientEntry c1"),
-                            managerLine(8, "handleClient c1 vrf v1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                handlerLine(8, "c1"),
+                handlerLine(1, "add status for c1"),
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+            }));
 }
 
 // The record has left the directory: it is no longer the manager's to clear.
@@ -100,13 +103,14 @@ TEST_P(StatusDirectory, ARemovedStatusTakesTheResolverAndIsLeftAsItIs) {
   dir()->entityIs("c1", status);
   start();
   dir()->entityDel("c1");
-  EXPECT_EQ(log.take(), (Events{
-                            handlerLine(8, "c1"),
-                            handlerLine(1, "delete status for c1"),
-                            managerLine(8, "handleClientEntry c1"),
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "handleClient remove NexthopResolverSm for c1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                handlerLine(8, "c1"),
+                handlerLine(1, "delete status for c1"),
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "handleClient remove NexthopResolverSm for c1"),
+            }));
   EXPECT_FALSE(resolver("c1"));
   EXPECT_FALSE(manager->nexthopStatusPtr().has("c1"));
   EXPECT_FALSE(manager->nexthopStatus().has("c1"));
@@ -141,24 +145,26 @@ TEST_P(StatusDirectory, AReplacedStatusOfAClientWithoutResolverIsWatchedInPlaceO
   start();
   const Ptr<NexthopStatus> after = record(true);
   dir()->entityIs("c1", after);
-  EXPECT_EQ(log.take(), (Events{
-                            handlerLine(8, "c1"),
-                            handlerLine(1, "add status for c1"),
-                            managerLine(8, "handleClientEntry c1"),
-                            managerLine(8, "handleClient c1 vrf v1"),
-                            managerLine(1, "clearVrfStatus clear status for c1"),
-                            "c1 v1: status 10.0.0.9 removed",
-                            "c1: v1 removed",
-                            managerLine(8, "handleClient c1 vrf v1"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                handlerLine(8, "c1"),
+                handlerLine(1, "add status for c1"),
+                managerLine(8, "handleClientEntry c1"),
+                managerLine(8, "handleClient c1 vrf v1"),
+                managerLine(1, "clearVrfStatus clear status for c1"),
+                "c1 v1: status 10.0.0.9 removed",
+                "c1: v1 removed",
+                managerLine(8, "handleClient c1 vrf v1"),
+            }));
   before->vrfIs("v2", fibFecId);
   EXPECT_EQ(log.take(), (Events{"c1: v2 added, entries: 0"}));
   after->vrfIs("v2", fibFecId);
-  EXPECT_EQ(log.take(), (Events{
-                            "c1: v2 added, entries: 0",
-                            managerLine(8, "handleClient c1 vrf v2"),
-                            managerLine(8, "handleClient c1 ignore update for vrf v2"),
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                "c1: v2 added, entries: 0",
+                managerLine(8, "handleClient c1 vrf v2"),
+                managerLine(8, "handleClient c1 ignore update for vrf v2"),
+            }));
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include "tools/nexthop-replay/Arguments.h"
-
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -7,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/nexthop-replay/Arguments.h"
 #include "tools/nexthop-replay/InputError.h"
 #include "tools/nexthop-replay/Reader.h"
 

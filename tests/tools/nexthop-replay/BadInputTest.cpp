@@ -217,9 +217,9 @@ TEST_F(BadInput, OperationsAndTheirArgumentsAreChecked) {
   refuse("invoke v1 manager handleClient c",
          type + "ManagerSm: cannot read attribute arguments at position 1");
   refuse("invoke v1 fibvia handleGenFecId none", "value: cannot read attribute none at position 0");
-  expectRefused({"invoke v1 fibvia handleInitialized",
-                 "the manager of VRF \"v1\" has no FIB-via machine"},
-                "manager v1\ninvoke v1 manager handleCleanup\n");
+  expectRefused(
+      {"invoke v1 fibvia handleInitialized", "the manager of VRF \"v1\" has no FIB-via machine"},
+      "manager v1\ninvoke v1 manager handleCleanup\n");
 }
 
 TEST_F(BadInput, ABadLineHasDoneNothing) {
@@ -239,7 +239,8 @@ TEST_F(BadInput, TheFileAndTheLineInItAreNamed) {
 
 TEST_F(BadInput, AFileThatCannotBeReadIsNamed) {
   const Outcome missing = runWith(write("first", "echo one\n") + " " + file("missing"));
-  EXPECT_EQ(missing.errors, file("missing") + ":0: error: cannot open: No such file or directory\n");
+  EXPECT_EQ(missing.errors,
+            file("missing") + ":0: error: cannot open: No such file or directory\n");
   EXPECT_EQ(missing.output, "one\n");
   EXPECT_EQ(missing.code, 2);
   const Outcome folder = runWith("/");

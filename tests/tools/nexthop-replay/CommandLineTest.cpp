@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tests/tools/nexthop-replay/ReplayFixture.h"
+#include "tools/nexthop-replay/Commands.h"
 
 namespace Routing::Replay {
 namespace {
@@ -50,15 +51,17 @@ TEST_F(CommandLine, HelpNamesEveryOptionAndExitCode) {
 }
 
 TEST_F(CommandLine, StatsCountWhatWasDoneOnStandardError) {
-  const Outcome outcome = run(
-      "# three nexthops in two runs\nclient c v1 fib\nmanager v1\nnexthop c v1 10.0.0.1\n"
-      "nexthop c v1 10.0.0.2\nrun\nnexthop c v1 10.0.0.3\nadvance 1\necho end\n",
-      "--stats");
+  const Outcome outcome =
+      run("# three nexthops in two runs\nclient c v1 fib\nmanager v1\nnexthop c v1 10.0.0.1\n"
+          "nexthop c v1 10.0.0.2\nrun\nnexthop c v1 10.0.0.3\nadvance 1\necho end\n",
+          "--stats");
   EXPECT_EQ(outcome.output, "end\n");
   EXPECT_TRUE(outcome.errors.starts_with("commands 8\ntasks-run 2\nnexthops-processed 3\n"))
       << outcome.errors;
-  for (const char* name :
-       {"\nwall-seconds ", "\ncpu-seconds ", "\nlongest-slice-seconds ", "\npeak-memory-kilobytes "}) {
+  for (const char* name : {"\nwall-seconds ",
+                           "\ncpu-seconds ",
+                           "\nlongest-slice-seconds ",
+                           "\npeak-memory-kilobytes "}) {
     EXPECT_NE(outcome.errors.find(name), std::string::npos) << name;
   }
 }
@@ -68,6 +71,19 @@ TEST_F(CommandLine, StatsComeAfterAMessageToo) {
   EXPECT_TRUE(outcome.errors.starts_with("-:1: error: surplus word: \"away\"\ncommands 1\n"))
       << outcome.errors;
   EXPECT_EQ(outcome.code, 2);
+}
+
+TEST_F(CommandLine, ThePageOfTheToolNamesEveryCommand) {
+  const std::string page = contents("docs/replay.md");
+  for (const auto commands :
+       {tableCommands(), clientCommands(), machineCommands(), outputCommands()}) {
+    for (const Command& command : commands) {
+      const std::string name(command.name);
+      const bool named = page.find("`" + name + " ") != std::string::npos ||
+                         page.find("`" + name + "`") != std::string::npos;
+      EXPECT_TRUE(named) << name;
+    }
+  }
 }
 
 }  // namespace

@@ -14,11 +14,11 @@ namespace {
 using Commands = ReplayFixture;
 
 TEST_F(Commands, RemovingWhatIsAbsentDoesNothing) {
-  const Outcome outcome = run(
-      "trace 0-9\nmanager v1\ntrace off\nwatch on\nfec-del 7\nroute-del v1 10.0.0.0/8\n"
-      "table-del v1 10.0.0.0/8\ntrie-del v1 10.0.0.0/8\nconfig-del c\nconfig-vrf-del c v1\n"
-      "status-del c\nstatus-del c cell\nrouting v1 ipv4 absent\nclient c v1 fib\n"
-      "nexthop-del c v1 10.0.0.1\nrun\nshow resolvers\nexpect resolver v1 c fib queued=0\n");
+  const Outcome outcome =
+      run("trace 0-9\nmanager v1\ntrace off\nwatch on\nfec-del 7\nroute-del v1 10.0.0.0/8\n"
+          "table-del v1 10.0.0.0/8\ntrie-del v1 10.0.0.0/8\nconfig-del c\nconfig-vrf-del c v1\n"
+          "status-del c\nstatus-del c cell\nrouting v1 ipv4 absent\nclient c v1 fib\n"
+          "nexthop-del c v1 10.0.0.1\nrun\nshow resolvers\nexpect resolver v1 c fib queued=0\n");
   EXPECT_EQ(outcome.errors, "");
   EXPECT_EQ(outcome.code, 0);
 }
@@ -42,8 +42,7 @@ TEST_F(Commands, EachWriteOfARouteIsAnnouncedOnce) {
       "trace 8 NexthopResolverSm: [v1:c] handlePrefix add nexthop to review: 10.0.0.1\n"
       "trace 8 NexthopResolverSm: [v1:c] handle4ChangedRoute prefix 10.0.0.0/8 affected 1 "
       "entries\n";
-  const std::string start =
-      "manager v1\nclient c v1 fib\nnexthop c v1 10.0.0.1\nrun\ntrace 8\n";
+  const std::string start = "manager v1\nclient c v1 fib\nnexthop c v1 10.0.0.1\nrun\ntrace 8\n";
   EXPECT_EQ(run(start + "route v1 10.0.0.0/8 fec 7\n").output, announced);
   EXPECT_EQ(run(start + "route v1 10.0.0.0/8 fec 7\nroute v1 10.0.0.0/8 fec 7\n").output,
             announced + announced);
@@ -74,9 +73,9 @@ TEST_F(Commands, AnAnnouncementGoesToTheFamilyThatIsNamed) {
 }
 
 TEST_F(Commands, TheUnsetAddressCanBeConfiguredAndCountsAsAbsent) {
-  const Outcome outcome = run(
-      "vrf v1\nmanager v1\nclient c v1 fib\nwatch on\nnexthop c v1 none\nrun\n"
-      "nexthop-del c v1 none\nrun\nshow status\nexpect-none\nshow tracked\nexpect-none\n");
+  const Outcome outcome =
+      run("vrf v1\nmanager v1\nclient c v1 fib\nwatch on\nnexthop c v1 none\nrun\n"
+          "nexthop-del c v1 none\nrun\nshow status\nexpect-none\nshow tracked\nexpect-none\n");
   EXPECT_EQ(outcome.output, "");
   EXPECT_EQ(outcome.code, 0) << outcome.errors;
 }
@@ -153,10 +152,10 @@ TEST_F(Commands, AReplacedConfigurationIsEmptyAndNew) {
 }
 
 TEST_F(Commands, ARenotifiedEntryThatIsKnownChangesNothing) {
-  EXPECT_EQ(run("manager v1\nclient c v1 fib\ntrace 0-9\nrenotify config c\nrenotify status c\n")
-                .output,
-            "trace 8 NexthopResolverManager: [v1] handleClientConfigDir c\n"
-            "trace 8 NexthopResolverManager: [v1] handleClientStatusDir c\n");
+  EXPECT_EQ(
+      run("manager v1\nclient c v1 fib\ntrace 0-9\nrenotify config c\nrenotify status c\n").output,
+      "trace 8 NexthopResolverManager: [v1] handleClientConfigDir c\n"
+      "trace 8 NexthopResolverManager: [v1] handleClientStatusDir c\n");
 }
 
 TEST_F(Commands, StepRunsOneTask) {
@@ -164,19 +163,21 @@ TEST_F(Commands, StepRunsOneTask) {
       "vrf v1\nmanager v1\nclient a v1 fib\nclient b v1 fib\nnexthop a v1 10.0.0.1\n"
       "nexthop b v1 10.0.0.1\n";
   const auto resolvers = [](int a, int b) {
-    return "resolver v1 a fib queued=" + std::to_string(a) + "\nresolver v1 b fib queued=" +
-           std::to_string(b) + "\n";
+    return "resolver v1 a fib queued=" + std::to_string(a) +
+           "\nresolver v1 b fib queued=" + std::to_string(b) + "\n";
   };
-  EXPECT_EQ(run(story + "show resolvers\nstep\nshow resolvers\nstep\nshow resolvers\nstep\n").output,
-            resolvers(1, 1) + resolvers(0, 1) + resolvers(0, 0));
+  EXPECT_EQ(
+      run(story + "show resolvers\nstep\nshow resolvers\nstep\nshow resolvers\nstep\n").output,
+      resolvers(1, 1) + resolvers(0, 1) + resolvers(0, 0));
 }
 
 TEST_F(Commands, TheSameFilePrintsTheSameTwice) {
-  const std::string story = write(
-      "story",
-      "trace 0-9\nwatch on\nfec 7 via 10.9.0.1 intf 1\nvrf v1\nroute v1 10.0.0.0/8 fec 7\n"
-      "client c v1 resolver\nclient d v1 fib\nnexthop c v1 10.0.0.1\nnexthop d v1 10.0.0.2\n"
-      "manager v1\nrun\nshow entities\ninspect v1 manager\nfec-del 7\nadvance 301\nmanager-del v1\n");
+  const std::string story =
+      write("story",
+            "trace 0-9\nwatch on\nfec 7 via 10.9.0.1 intf 1\nvrf v1\nroute v1 10.0.0.0/8 fec 7\n"
+            "client c v1 resolver\nclient d v1 fib\nnexthop c v1 10.0.0.1\nnexthop d v1 10.0.0.2\n"
+            "manager v1\nrun\nshow entities\ninspect v1 manager\nfec-del 7\nadvance "
+            "301\nmanager-del v1\n");
   EXPECT_EQ(runWith(story).output, runWith(story).output);
 }
 

@@ -73,9 +73,9 @@ TEST_F(Ending, BadInputGoesBeforeFailedExpectations) {
 
 TEST_F(Ending, NothingIsPrintedWhileEverythingIsDropped) {
   // Dropping the manager of a VRF without routing information clears status and references.
-  const Outcome outcome = run(
-      "trace 0-9\nwatch on\nfec 7\nroute v1 10.0.0.0/8 fec 7\nrouting v1 ipv4 on\nmanager v1\n"
-      "client c v1 resolver\nnexthop c v1 10.0.0.1\nrun\necho end\n");
+  const Outcome outcome =
+      run("trace 0-9\nwatch on\nfec 7\nroute v1 10.0.0.0/8 fec 7\nrouting v1 ipv4 on\nmanager v1\n"
+          "client c v1 resolver\nnexthop c v1 10.0.0.1\nrun\necho end\n");
   EXPECT_TRUE(outcome.output.ends_with("handleNexthopReview finished processing 1\nend\n"))
       << outcome.output;
   EXPECT_EQ(outcome.errors, "");

@@ -12,14 +12,13 @@ namespace {
 using Json = ReplayFixture;
 
 TEST_F(Json, EveryKindOfWatchedLine) {
-  const Outcome outcome = run(
-      "watch on\nvrf v1\nmanager v1\nfec 0xfe00000000000007 via 10.9.0.1 intf 1\n"
-      "route v1 10.0.0.0/8 fec 0xfe00000000000007 metric 5 preference 6 type 7\n"
-      "client c v1 resolver\nnexthop c v1 10.0.0.1\nrun\nrouting v1 ipv4 off\nconfig-del c\n",
-      "--json");
-  EXPECT_EQ(
-      outcome.output,
-      R"({"line":"context","vrf":"v1","value":4}
+  const Outcome outcome =
+      run("watch on\nvrf v1\nmanager v1\nfec 0xfe00000000000007 via 10.9.0.1 intf 1\n"
+          "route v1 10.0.0.0/8 fec 0xfe00000000000007 metric 5 preference 6 type 7\n"
+          "client c v1 resolver\nnexthop c v1 10.0.0.1\nrun\nrouting v1 ipv4 off\nconfig-del c\n",
+          "--json");
+  EXPECT_EQ(outcome.output,
+            R"({"line":"context","vrf":"v1","value":4}
 {"line":"status-vrf","client":"c","vrf":"v1","kind":"resolver"}
 {"line":"context","vrf":"v1","value":5}
 {"line":"forwarding","vrf":"v1","resolverId":18302628885633695748,"vias":1}
@@ -49,9 +48,8 @@ TEST_F(Json, EveryKindOfShownLine) {
       "show status-vrf\nshow forwarding\nshow map\nshow references\nshow resolvers\nshow tracked\n"
       "show context\nshow tasks\nadvance 300\nshow tasks\n",
       "--json");
-  EXPECT_EQ(
-      outcome.output,
-      R"({"line":"status-vrf","client":"c","vrf":"v1","kind":"resolver"}
+  EXPECT_EQ(outcome.output,
+            R"({"line":"status-vrf","client":"c","vrf":"v1","kind":"resolver"}
 {"line":"forwarding","vrf":"v1","resolverId":9,"vias":[]}
 {"line":"forwarding","vrf":"v1","resolverId":10,"vias":[{"addr":"10.9.0.1","intf":1,"weight":1,"label":1048576,"action":0,"beyond":0},{"addr":"fe80::1","intf":2,"weight":3,"label":4,"action":5,"beyond":1}]}
 {"line":"forwarding","vrf":"v1","resolverId":11,"vias":[]}
@@ -77,9 +75,8 @@ TEST_F(Json, EveryOtherKindOfLine) {
       "corrupt route v1 10.0.0.0/8\nannounce v1 ipv4 10.0.0.0/8\nrun\ndump v1\n"
       "invoke v1 fibvia numResIdsForReservedFecIds\n",
       "--json");
-  EXPECT_EQ(
-      outcome.output,
-      R"({"line":"echo","text":" say \"hi\" \\ # here"}
+  EXPECT_EQ(outcome.output,
+            R"({"line":"echo","text":" say \"hi\" \\ # here"}
 {"line":"corruption","type":"fec","vrf":null,"message":"fec 7 is corrupt"}
 {"line":"trace","level":1,"facility":"NexthopResolverSm","message":"[v1:c] handleNexthopReview finished processing 1"}
 {"line":"corruption","type":"route4","vrf":"v1","message":"route 10.0.0.0/8 is corrupt"}
@@ -94,8 +91,7 @@ TEST_F(Json, EveryOtherKindOfLine) {
 }
 
 TEST_F(Json, EntitiesAndInspectionHaveTheirKeys) {
-  const Outcome outcome =
-      run("manager v1\nshow entities\ninspect v1 fibvia\n", "--json");
+  const Outcome outcome = run("manager v1\nshow entities\ninspect v1 fibvia\n", "--json");
   for (const char* line :
        {"{\"line\":\"entity\",\"type\":\"Routing::NexthopResolverManagerSm\",\"value\":1}\n",
         "{\"line\":\"type\",\"type\":\"Routing::NexthopResolverFibViaSm\"}\n",

@@ -1,8 +1,8 @@
-#include "tools/nexthop-replay/Line.h"
-
 #include <gtest/gtest.h>
 
 #include <limits>
+
+#include "tools/nexthop-replay/Line.h"
 
 namespace Routing::Replay {
 namespace {

@@ -1,5 +1,3 @@
-#include "tools/nexthop-replay/Reader.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
@@ -8,6 +6,7 @@
 
 #include "tests/tools/nexthop-replay/ReplayFixture.h"
 #include "tools/nexthop-replay/InputError.h"
+#include "tools/nexthop-replay/Reader.h"
 
 namespace Routing::Replay {
 namespace {
@@ -47,17 +46,28 @@ TEST_F(ReaderOfFile, LinesLongerThanABlockAndAcrossBlocksAreWhole) {
 }
 
 TEST(Utf8, WellFormedTextIsAccepted) {
-  for (const std::string_view text :
-       {"", "ascii", "\xc2\x80\xdf\xbf", "\xe0\xa0\x80\xed\x9f\xbf\xee\x80\x80\xef\xbf\xbf",
-        "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"}) {
+  for (const std::string_view text : {"",
+                                      "ascii",
+                                      "\xc2\x80\xdf\xbf",
+                                      "\xe0\xa0\x80\xed\x9f\xbf\xee\x80\x80\xef\xbf\xbf",
+                                      "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"}) {
     EXPECT_TRUE(isUtf8(text)) << text;
   }
 }
 
 TEST(Utf8, MalformedTextIsNot) {
-  for (const std::string_view text :
-       {"\x80", "\xc2", "\xc1\xbf", "\xc2\x41", "\xe0\x9f\xbf", "\xed\xa0\x80", "\xe2\x82",
-        "\xf0\x8f\xbf\xbf", "\xf4\x90\x80\x80", "\xf5\x80\x80\x80", "\xff", "\xe2\x82\x41"}) {
+  for (const std::string_view text : {"\x80",
+                                      "\xc2",
+                                      "\xc1\xbf",
+                                      "\xc2\x41",
+                                      "\xe0\x9f\xbf",
+                                      "\xed\xa0\x80",
+                                      "\xe2\x82",
+                                      "\xf0\x8f\xbf\xbf",
+                                      "\xf4\x90\x80\x80",
+                                      "\xf5\x80\x80\x80",
+                                      "\xff",
+                                      "\xe2\x82\x41"}) {
     EXPECT_FALSE(isUtf8(text)) << text;
   }
 }

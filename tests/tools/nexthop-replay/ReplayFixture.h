@@ -46,8 +46,8 @@ class ReplayFixture : public testing::Test {
 
   // Runs the tool with these words of a shell's command line.
   Outcome runWith(const std::string& words) const {
-    const std::string command = "exec " NEXTHOP_REPLAY_COMMAND " " + words + " >" + file("out") +
-                                " 2>" + file("err");
+    const std::string command =
+        "exec " NEXTHOP_REPLAY_COMMAND " " + words + " >" + file("out") + " 2>" + file("err");
     const int status = std::system(command.c_str());
     return {WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status),
             contents(file("out")),

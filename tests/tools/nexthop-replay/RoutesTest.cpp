@@ -14,8 +14,8 @@ namespace {
 class Routes : public ReplayFixture {
  protected:
   // Loads the table over two FECs and asks for nexthops of both kinds.
-  static std::string story(const std::string& table) {
-    return "fec 5 via 10.9.0.9 intf 9\nvrf v1\nroutes v1 " + table +
+  static std::string story(const std::string& name) {
+    return "fec 5 via 10.9.0.9 intf 9\nvrf v1\nroutes v1 " + name +
            " fecs 2\nmanager v1\nclient c v1 resolver\nclient f v1 fib\n"
            "nexthop c v1 10.0.0.1\nnexthop c v1 10.1.0.1\nnexthop f v1 10.2.0.1\n"
            "nexthop f v1 2001:db8::1\nrun\nshow status\nshow forwarding\n";
@@ -80,10 +80,10 @@ TEST_F(Routes, MetricsStartOverAtAThousand) {
 
 TEST_F(Routes, EachRouteIsAnnouncedOnceAlsoWhenItWasThere) {
   write("table", "10.0.0.0/16\n10.0.0.0/16\n");
-  const Outcome outcome = runWith(
-      write("story",
-            "manager v1\nclient c v1 fib\nnexthop c v1 10.0.0.1\nrun\ntrace 8\n"
-            "routes v1 table fecs 1\n"));
+  const Outcome outcome =
+      runWith(write("story",
+                    "manager v1\nclient c v1 fib\nnexthop c v1 10.0.0.1\nrun\ntrace 8\n"
+                    "routes v1 table fecs 1\n"));
   EXPECT_EQ(outcome.output,
             "trace 8 NexthopResolverSm: [v1:c] handlePrefix add nexthop to review: 10.0.0.1\n"
             "trace 8 NexthopResolverSm: [v1:c] handle4ChangedRoute prefix 10.0.0.0/16 affected 1 "

@@ -28,10 +28,9 @@ TEST_F(Show, StatusIsSortedByClientVrfAndAddressAndCanBeLimited) {
       "status-entry B v1 resolver 200.0.0.1 fec 9 prefix 10.0.0.0/8\n"
       "status-entry B v1 resolver 9.0.0.1 fec 9 prefix 10.0.0.0/8\n";
   const std::string tail = " metric=0 preference=1 routeType=0 route6Type=0\n";
-  const std::string capital =
-      "status B v1 9.0.0.1 resolved fecId=9 prefix=10.0.0.0/8" + tail +
-      "status B v1 200.0.0.1 resolved fecId=9 prefix=10.0.0.0/8" + tail +
-      "status B v1 2001:db8::1 resolved fecId=9 prefix=::/0" + tail;
+  const std::string capital = "status B v1 9.0.0.1 resolved fecId=9 prefix=10.0.0.0/8" + tail +
+                              "status B v1 200.0.0.1 resolved fecId=9 prefix=10.0.0.0/8" + tail +
+                              "status B v1 2001:db8::1 resolved fecId=9 prefix=::/0" + tail;
   const std::string ten = "status b v10 10.0.0.1 resolved fecId=9 prefix=10.0.0.0/8" + tail;
   const std::string two = "status b v2 10.0.0.1 resolved fecId=9 prefix=10.0.0.0/8" + tail;
   EXPECT_EQ(run(entries + "show status\n").output, capital + ten + two);
@@ -44,10 +43,11 @@ TEST_F(Show, StatusIsSortedByClientVrfAndAddressAndCanBeLimited) {
 }
 
 TEST_F(Show, NumbersAreSortedByValue) {
-  EXPECT_EQ(run("published v1 10\npublished v1 9\npublished v1 0xffffffffffffffff\nshow forwarding\n")
-                .output,
-            "forwarding v1 9 vias=0\nforwarding v1 10 vias=0\n"
-            "forwarding v1 18446744073709551615 vias=0\n");
+  EXPECT_EQ(
+      run("published v1 10\npublished v1 9\npublished v1 0xffffffffffffffff\nshow forwarding\n")
+          .output,
+      "forwarding v1 9 vias=0\nforwarding v1 10 vias=0\n"
+      "forwarding v1 18446744073709551615 vias=0\n");
 }
 
 // Two VRFs with two clients each, all resolved.
@@ -103,9 +103,10 @@ TEST_F(Show, TasksAreSortedByNameAndTimersTellTheTimeLeft) {
 }
 
 TEST_F(Show, EntitiesThatAreGoneAreNotCounted) {
-  const Outcome outcome = run(
-      "client c v1 resolver\nmanager v1\nshow entities\nexpect entity Routing::NexthopResolverSm 1\n"
-      "manager-del v1\nshow entities\nexpect entity Routing::NexthopConfig 1\n");
+  const Outcome outcome =
+      run("client c v1 resolver\nmanager v1\nshow entities\nexpect entity "
+          "Routing::NexthopResolverSm 1\n"
+          "manager-del v1\nshow entities\nexpect entity Routing::NexthopConfig 1\n");
   EXPECT_EQ(outcome.code, 0) << outcome.errors;
   const std::size_t second = outcome.output.rfind("entity Routing::Dir 5\n");
   ASSERT_NE(second, std::string::npos);
@@ -115,8 +116,7 @@ TEST_F(Show, EntitiesThatAreGoneAreNotCounted) {
 TEST_F(Show, ShowingMakesNothing) {
   const Outcome outcome = run(
       "show context v1\nshow map v1\nshow status c\nshow context\nexpect-none\nshow entities\n");
-  EXPECT_EQ(outcome.output,
-            "entity Routing::TaskScheduler 1\nentity Routing::VirtualClock 1\n");
+  EXPECT_EQ(outcome.output, "entity Routing::TaskScheduler 1\nentity Routing::VirtualClock 1\n");
 }
 
 TEST_F(Show, ADumpIsTheIndexAtIndentNought) {
@@ -135,8 +135,9 @@ TEST_F(Show, ADumpIsTheIndexAtIndentNought) {
 
 TEST_F(Show, AnInspectionListsTypeAttributesAndOperations) {
   const std::string output = run("context v1 57\nmanager v1\ninspect v1 fibvia\n").output;
-  EXPECT_TRUE(output.starts_with("type Routing::NexthopResolverFibViaSm\n"
-                                 "attribute vrfName v1\n"))
+  EXPECT_TRUE(
+      output.starts_with("type Routing::NexthopResolverFibViaSm\n"
+                         "attribute vrfName v1\n"))
       << output;
   EXPECT_NE(output.find("attribute currentId 3\nattribute initialized true\n"
                         "operation cleanupNhResVrfFs\n"),
