@@ -63,9 +63,12 @@ Ptr<NexthopResolverFibViaSm> NexthopResolverFibViaSm::NexthopResolverFibViaSmIs(
     const Ptr<FecIdToClientHop>& fecIdToClientHop,
     const Ptr<FecIdToResolverId>& fecIdToResolverId,
     const Ptr<NexthopResolverFibViaContext>& nhResFibViaContext) {
-  auto machine =
-      makeEntity<NexthopResolverFibViaSm>(vrfName, forwardingGenStatus, nhResolverVrfFs,
-                                          fecIdToClientHop, fecIdToResolverId, nhResFibViaContext);
+  auto machine = makeEntity<NexthopResolverFibViaSm>(vrfName,
+                                                     forwardingGenStatus,
+                                                     nhResolverVrfFs,
+                                                     fecIdToClientHop,
+                                                     fecIdToResolverId,
+                                                     nhResFibViaContext);
   machine->hasNotificationActiveIs(true);
   return machine;
 }
@@ -143,19 +146,24 @@ void NexthopResolverFibViaSm::handleInitialized() {
     scheduleCleanup();
   }
   currentId_ = ResolverId(nhResFibViaContext_->firstUnAllocatedNexthopResolverId() - 1);
-  ROUTING_TRACE(traceFacility, 2, "[{}] handleInitialized resolverId starting at {}", vrfName_,
+  ROUTING_TRACE(traceFacility,
+                2,
+                "[{}] handleInitialized resolverId starting at {}",
+                vrfName_,
                 currentId_.value());
   resIdAllocatorIs(currentId_);
   initialized_ = true;
 }
 
-// Makes the context and the published records agree. True when records of an earlier run may be left
-// that have to be cleaned up later.
+// Makes the context and the published records agree. True when records of an earlier run may be
+// left that have to be cleaned up later.
 bool NexthopResolverFibViaSm::reconcileContext() {
   const std::uint64_t first = nhResFibViaContext_->firstUnAllocatedNexthopResolverId();
   if (first == NexthopResolverFibViaContext::allAllocated) {
-    ROUTING_TRACE(traceFacility, 2,
-                  "[{}] handleInitialized ResolverId reset because maxResId was reached", vrfName_);
+    ROUTING_TRACE(traceFacility,
+                  2,
+                  "[{}] handleInitialized ResolverId reset because maxResId was reached",
+                  vrfName_);
     nhResFibViaContext_->firstUnAllocatedNexthopResolverIdIs(startValue);
     nhResolverVrfFs_->nexthopResolverIdViaDelAll();
     return false;
@@ -163,37 +171,49 @@ bool NexthopResolverFibViaSm::reconcileContext() {
   const std::size_t n = nhResolverVrfFs_->nexthopResolverIdVia().size();
   if (n == 0) {
     // The number is the new value, not the one that is given up: readers of the trace know it so.
-    ROUTING_TRACE(traceFacility, 2,
+    ROUTING_TRACE(traceFacility,
+                  2,
                   "[{}] handleInitialized ResolverId reset from {} as no ResolverId is presently "
                   "allocated",
-                  vrfName_, startValue);
+                  vrfName_,
+                  startValue);
     nhResFibViaContext_->firstUnAllocatedNexthopResolverIdIs(startValue);
     return false;
   }
   if (n == numResIdsForReservedFecIds()) {
-    ROUTING_TRACE(traceFacility, 4,
+    ROUTING_TRACE(traceFacility,
+                  4,
                   "[{}] handleInitialized ResolverId reset from {} to {} as no ResolverId is "
                   "presently allocated except for FecIdConstants",
-                  vrfName_, first, startValue);
+                  vrfName_,
+                  first,
+                  startValue);
     nhResFibViaContext_->firstUnAllocatedNexthopResolverIdIs(startValue);
   } else if (first <= startValue) {
-    ROUTING_TRACE(traceFacility, 4,
+    ROUTING_TRACE(traceFacility,
+                  4,
                   "[{}] handleInitialized NexthopResolverForwardingStatus populated without "
                   "allocating ResolverIds. Clear all ResolverIds",
                   vrfName_);
     nhResolverVrfFs_->nexthopResolverIdViaDelAll();
-    ROUTING_TRACE(traceFacility, 4,
+    ROUTING_TRACE(traceFacility,
+                  4,
                   "[{}] handleInitialized Reset firstUnAllocatedNexthopResolverId from {} to {}",
-                  vrfName_, first, startValue);
+                  vrfName_,
+                  first,
+                  startValue);
     nhResFibViaContext_->firstUnAllocatedNexthopResolverIdIs(startValue);
   }
   return true;
 }
 
 void NexthopResolverFibViaSm::scheduleCleanup() {
-  ROUTING_TRACE(traceFacility, 2, "[{}] handleInitialized cleanup of older resolverIds scheduled",
+  ROUTING_TRACE(traceFacility,
+                2,
+                "[{}] handleInitialized cleanup of older resolverIds scheduled",
                 vrfName_);
-  cleanupNhResVrfFsTimerIs(TaskSchedulerRoot::findOrCreateScheduler(), cleanupPriority,
+  cleanupNhResVrfFsTimerIs(TaskSchedulerRoot::findOrCreateScheduler(),
+                           cleanupPriority,
                            "NexthopResolverFibViaSmTimer")
       ->scheduleTaskLowestDelay(cleanupNhResVrfFsTime);
 }
@@ -204,21 +224,31 @@ void NexthopResolverFibViaSm::handleGenFecId(FecId fecId) {
   }
   ROUTING_TRACE(traceFacility, 9, "[{}] handleGenFecId fecId: {}", vrfName_, fecId);
   if (readFec(fecId).isEq(FibGen::Fec(0))) {
-    ROUTING_TRACE(traceFacility, 2, "[{}] handleGenFecId fecId removed from ForwardingStatus: {}",
-                  vrfName_, fecId);
+    ROUTING_TRACE(traceFacility,
+                  2,
+                  "[{}] handleGenFecId fecId removed from ForwardingStatus: {}",
+                  vrfName_,
+                  fecId);
     // The loss of the last reference comes back to handleFecIdReferenceUpdate, which withdraws the
     // identifier.
     fecIdToClientHop_->deleteReferenceForFecId(fecId);
     return;
   }
-  ROUTING_TRACE(traceFacility, 2, "[{}] handleGenFecId fec added/updated for fecId: {}", vrfName_,
+  ROUTING_TRACE(traceFacility,
+                2,
+                "[{}] handleGenFecId fec added/updated for fecId: {}",
+                vrfName_,
                 fecId);
   ResolverId resId = fecIdToResolverId_->fecIdToResolverIdMap(fecId);
   const bool isNew = resId == ResolverId(0);
   if (isNew) {
     resId = newResolverId(fecId);
-    ROUTING_TRACE(traceFacility, 2, "[{}] handleGenFecId resId: {} allocated for fecId: {}",
-                  vrfName_, resId.value(), fecId);
+    ROUTING_TRACE(traceFacility,
+                  2,
+                  "[{}] handleGenFecId resId: {} allocated for fecId: {}",
+                  vrfName_,
+                  resId.value(),
+                  fecId);
     nhResFibViaContext_->firstUnAllocatedNexthopResolverIdIs(resId.stripInformationBits() + 1);
   }
   publishVias(resId, readFec(fecId));
@@ -230,23 +260,31 @@ void NexthopResolverFibViaSm::handleGenFecId(FecId fecId) {
 void NexthopResolverFibViaSm::allocateResolverIdForGenFecId(FecId fecId) {
   ROUTING_TRACE(traceFacility, 9, "[{}] allocateResolverIdForGenFecId fecId: {}", vrfName_, fecId);
   if (fecIdToResolverId_->fecIdToResolverIdMapHas(fecId)) {
-    ROUTING_TRACE(traceFacility, 2,
+    ROUTING_TRACE(traceFacility,
+                  2,
                   "[{}] allocateResolverIdForGenFecId resId already allocated for fecId: {} "
                   "(resId: ){}",
-                  vrfName_, fecId, fecIdToResolverId_->fecIdToResolverIdMap(fecId).value());
+                  vrfName_,
+                  fecId,
+                  fecIdToResolverId_->fecIdToResolverIdMap(fecId).value());
     ROUTING_ASSERT(0 && "resId already allocated for fecId");
   }
   const FibGen::Fec fec = readFec(fecId);
   if (fec.isEq(FibGen::Fec(0))) {
-    ROUTING_TRACE(traceFacility, 2,
+    ROUTING_TRACE(traceFacility,
+                  2,
                   "[{}] allocateResolverIdForGenFecId fecId {} missing from forwarding status.",
-                  vrfName_, fecId);
+                  vrfName_,
+                  fecId);
     return;
   }
   const ResolverId resId = newResolverId(fecId);
-  ROUTING_TRACE(traceFacility, 2,
-                "[{}] allocateResolverIdForGenFecId resId: {} allocated for fecId: {}", vrfName_,
-                resId.value(), fecId);
+  ROUTING_TRACE(traceFacility,
+                2,
+                "[{}] allocateResolverIdForGenFecId resId: {} allocated for fecId: {}",
+                vrfName_,
+                resId.value(),
+                fecId);
   // A reserved FecId moves the value down too; the next start repairs that.
   nhResFibViaContext_->firstUnAllocatedNexthopResolverIdIs(resId.stripInformationBits() + 1);
   publishVias(resId, fec);
@@ -302,9 +340,13 @@ NexthopResolverIdVia NexthopResolverFibViaSm::createNhResIdVia(
     }
     nhResIdVia.nexthopResolverViaIs(via);
     if (i == 0) {
-      ROUTING_TRACE(traceFacility, 2,
-                    "[{}] createNhResIdVia first via out of {}: hop={}, intfId={}", vrfName_, count,
-                    fibVia.hop, fibVia.intfId);
+      ROUTING_TRACE(traceFacility,
+                    2,
+                    "[{}] createNhResIdVia first via out of {}: hop={}, intfId={}",
+                    vrfName_,
+                    count,
+                    fibVia.hop,
+                    fibVia.intfId);
     }
   }
   return nhResIdVia;
@@ -322,16 +364,21 @@ void NexthopResolverFibViaSm::handleFecIdReferenceUpdate(FecId fecId) {
 void NexthopResolverFibViaSm::removeResolverIdForFecId(FecId fecId) {
   ROUTING_TRACE(traceFacility, 9, "[{}] removeResolverIdForFecId fecId: {}", vrfName_, fecId);
   if (!fecIdToResolverId_->fecIdToResolverIdMapHas(fecId)) {
-    ROUTING_TRACE(traceFacility, 2,
+    ROUTING_TRACE(traceFacility,
+                  2,
                   "[{}] removeResolverIdForFecId received request to remove untracked fecId: {}",
-                  vrfName_, fecId);
+                  vrfName_,
+                  fecId);
     return;
   }
   const ResolverId resId = fecIdToResolverId_->fecIdToResolverIdMap(fecId);
-  ROUTING_TRACE(traceFacility, 2,
+  ROUTING_TRACE(traceFacility,
+                2,
                 "[{}] removeResolverIdForFecId clients no longer interested in fecId: {} (resId: "
                 "{})",
-                vrfName_, fecId, resId.value());
+                vrfName_,
+                fecId,
+                resId.value());
   nhResolverVrfFs_->nexthopResolverIdViaDel(resId);
   fecIdToResolverId_->fecIdToResolverIdMapDel(fecId);
 }
@@ -343,8 +390,11 @@ void NexthopResolverFibViaSm::cleanupNhResVrfFs() {
     return;
   }
   ROUTING_TRACE(traceFacility, 9, "[{}] cleanupNhResVrfFs", vrfName_);
-  ROUTING_TRACE(traceFacility, 2, "[{}] cleanupNhResVrfFs cleanup resId entries older than {}",
-                vrfName_, currentId_.value() + 1);
+  ROUTING_TRACE(traceFacility,
+                2,
+                "[{}] cleanupNhResVrfFs cleanup resId entries older than {}",
+                vrfName_,
+                currentId_.value() + 1);
   const Ptr<NexthopResolverVrfForwardingStatus> records = nhResolverVrfFs_;
   for (auto cursor = records->nexthopResolverIdVia().cursor(); !cursor.atEnd(); cursor.next()) {
     if (isLeftFromEarlierRun(cursor.key())) {

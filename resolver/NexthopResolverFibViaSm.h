@@ -20,10 +20,10 @@
 //                                                    identifier that has no record
 //   one that goes      record, map entry
 //
-// Start-up compares what the previous run published with the context, and either goes on counting or
-// starts over at 4 (the first value after the reserved ones). What is left of the previous run stays
-// for 300 seconds, so that the forwarding plane is not left without vias while this run resolves
-// everything anew; then cleanupNhResVrfFs removes it.
+// Start-up compares what the previous run published with the context, and either goes on counting
+// or starts over at 4 (the first value after the reserved ones). What is left of the previous run
+// stays for 300 seconds, so that the forwarding plane is not left without vias while this run
+// resolves everything anew; then cleanupNhResVrfFs removes it.
 //
 // Counter values are never used again within a run.
 

@@ -140,6 +140,7 @@ void FecIdToClientHop::fecIdRefDelAll() {
 
 // Whoever is notified may release the index: each of the reference operations holds it.
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the name may belong to what goes
 void FecIdToClientHop::addReference(FecId fecId, String clientName, IpGenAddr nexthop) {
   const Ptr<FecIdToClientHop> self(this);
   const NexthopResolverClientNexthopKey key(clientName, nexthop);
@@ -154,6 +155,7 @@ void FecIdToClientHop::addReference(FecId fecId, String clientName, IpGenAddr ne
   clientNexthopToFecIdIs(key, fecId);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the name may belong to what goes
 void FecIdToClientHop::deleteReference(FecId fecId, String clientName, IpGenAddr nexthop) {
   const Ptr<FecIdToClientHop> self(this);
   const Ptr<NexthopResolverFecIdRef> fr = fecIdRef(fecId);
@@ -167,8 +169,7 @@ void FecIdToClientHop::deleteReference(FecId fecId, String clientName, IpGenAddr
 
 void FecIdToClientHop::deleteReferenceForClientNexthop(const String& clientName,
                                                        IpGenAddr nexthop) {
-  const FecId fecId =
-      clientNexthopToFecId(NexthopResolverClientNexthopKey(clientName, nexthop));
+  const FecId fecId = clientNexthopToFecId(NexthopResolverClientNexthopKey(clientName, nexthop));
   if (fecId != 0) {
     deleteReference(fecId, clientName, nexthop);
   }
@@ -195,8 +196,9 @@ void FecIdToClientHop::dumpState(DumpContext& dumpContext, std::uint32_t indent)
   dumpContext.printLine(indent, "ClientNexthop to FecId Map");
   for (auto cursor = clientNexthopToFecId_.cursor(); !cursor.atEnd(); cursor.next()) {
     const auto& [key, fecId] = cursor.member();
-    dumpContext.printLine(indent + 2, "(" + key.clientName() + "," + key.nexthop().stringValue() +
-                                          ") -> " + std::to_string(fecId));
+    dumpContext.printLine(indent + 2,
+                          "(" + key.clientName() + "," + key.nexthop().stringValue() + ") -> " +
+                              std::to_string(fecId));
   }
 }
 

@@ -4,15 +4,17 @@
 //
 //   FecIdToClientHop     which client nexthops resolve through which FEC. Resolvers write it, the
 //                        FIB-via machine reads it and learns of a FEC's first and last reference.
-//   FecIdToResolverId    which ResolverId a FEC has. The FIB-via machine writes it, resolvers read it.
-//   ResolverIdAllocator  where ResolverIds come from. The FIB-via machine's own.
+//   FecIdToResolverId    which ResolverId a FEC has. The FIB-via machine writes it, resolvers read
+//   it. ResolverIdAllocator  where ResolverIds come from. The FIB-via machine's own.
 //
 // Owner of the first two: the VRF's manager, which makes them at start-up and shares them out.
 //
 // FecIdToClientHop holds a tree, FEC -> client -> nexthops, and the way back, key -> FEC:
-//   1. A client nexthop is referenced under at most one FEC; under two only inside a move, where the
+//   1. A client nexthop is referenced under at most one FEC; under two only inside a move, where
+//   the
 //      new reference comes before the old one goes.
-//   2. A key maps to f exactly when the client's record under f holds the nexthop, but for the steps
+//   2. A key maps to f exactly when the client's record under f holds the nexthop, but for the
+//   steps
 //      inside one operation.
 //   3. No FEC record is without a client, no client record without a nexthop, but during its own
 //      notification of appearance.
@@ -116,8 +118,8 @@ class NexthopResolverFecIdRef final : public DumpableEntity, public Publisher {
   }
   void clientRefDelAll();
 
-  // Adds or removes one reference. The client's record goes with its last nexthop; a nexthop that is
-  // not there is ignored. Requires: to remove, the client is tracked.
+  // Adds or removes one reference. The client's record goes with its last nexthop; a nexthop that
+  // is not there is ignored. Requires: to remove, the client is tracked.
   void updateClientRef(const String& clientName, IpGenAddr nexthop, bool add);
 
   void dumpState(DumpContext& dumpContext, std::uint32_t indent) const override;
@@ -172,9 +174,9 @@ class FecIdToClientHop final : public DumpableEntity, public Publisher {
   // Publishes: each key; nothing when nobody subscribes.
   void clientNexthopToFecIdDelAll() { clientNexthopToFecId_.removeAll(); }
 
-  // The client nexthop references this FEC from now on, and no other. No effect when it does already.
-  // Publishes, in order: the FEC if it is new; the old FEC's deleteReference, if there is one; the
-  // key.
+  // The client nexthop references this FEC from now on, and no other. No effect when it does
+  // already. Publishes, in order: the FEC if it is new; the old FEC's deleteReference, if there is
+  // one; the key.
   void addReference(FecId fecId, String clientName, IpGenAddr nexthop);
   // Removes one reference. Publishes, in order: the key; the FEC, if that was its last reference.
   // Requires: the reference exists.
@@ -222,7 +224,8 @@ class ResolverIdAllocator final : public Entity {
 Ptr<ResolverIdAllocator> resolverIdAllocatorFactory(ResolverId startResId);
 
 // The ResolverIds that FECs of a VRF have.
-// Publishes: fecIdToResolverIdMapField with the FecId, on a new or another ResolverId and on removal.
+// Publishes: fecIdToResolverIdMapField with the FecId, on a new or another ResolverId and on
+// removal.
 class FecIdToResolverId final : public Entity, public Publisher {
  public:
   using Map = PublishedMap<FecId, ResolverId>;

@@ -116,7 +116,8 @@ NexthopResolverManagerSm::NexthopResolverManagerSm(
 }
 
 NexthopResolverManagerSm::~NexthopResolverManagerSm() {
-  // Also when they are off: the constructor subscribes, and so does a watcher that is made meanwhile.
+  // Also when they are off: the constructor subscribes, and so does a watcher that is made
+  // meanwhile.
   hasNotificationActive_ = true;
   hasNotificationActiveIs(false);
   handleCleanup();
@@ -168,10 +169,20 @@ Ptr<NexthopResolverManagerSm> NexthopResolverManagerSm::NexthopResolverManagerSm
     const Ptr<const Dir>& routingInfoDir,
     const Ptr<const Dir>& routing6InfoDir,
     const Ptr<TaskScheduler>& scheduler) {
-  auto manager = makeEntity<NexthopResolverManagerSm>(
-      vrfName, nexthopConfigDir, nexthopStatusDir, nexthopCellSpecificStatusDir, trie4, trie6,
-      routeStatus, route6Status, forwardingGenStatus, nexthopForwardingStatus, nexthopFibViaContext,
-      routingInfoDir, routing6InfoDir, scheduler);
+  auto manager = makeEntity<NexthopResolverManagerSm>(vrfName,
+                                                      nexthopConfigDir,
+                                                      nexthopStatusDir,
+                                                      nexthopCellSpecificStatusDir,
+                                                      trie4,
+                                                      trie6,
+                                                      routeStatus,
+                                                      route6Status,
+                                                      forwardingGenStatus,
+                                                      nexthopForwardingStatus,
+                                                      nexthopFibViaContext,
+                                                      routingInfoDir,
+                                                      routing6InfoDir,
+                                                      scheduler);
   manager->hasNotificationActiveIs(true);
   return manager;
 }
@@ -191,10 +202,20 @@ Ptr<NexthopResolverManagerSm> nexthopResolverManagerSmFactory(
     const Ptr<const Dir>& routingInfoDir,
     const Ptr<const Dir>& routing6InfoDir,
     const Ptr<TaskScheduler>& scheduler) {
-  return NexthopResolverManagerSm::NexthopResolverManagerSmIs(
-      vrfName, nexthopConfigDir, nexthopStatusDir, nexthopCellSpecificStatusDir, trie4, trie6,
-      routeStatus, route6Status, forwardingGenStatus, nexthopForwardingStatus, nexthopFibViaContext,
-      routingInfoDir, routing6InfoDir, scheduler);
+  return NexthopResolverManagerSm::NexthopResolverManagerSmIs(vrfName,
+                                                              nexthopConfigDir,
+                                                              nexthopStatusDir,
+                                                              nexthopCellSpecificStatusDir,
+                                                              trie4,
+                                                              trie6,
+                                                              routeStatus,
+                                                              route6Status,
+                                                              forwardingGenStatus,
+                                                              nexthopForwardingStatus,
+                                                              nexthopFibViaContext,
+                                                              routingInfoDir,
+                                                              routing6InfoDir,
+                                                              scheduler);
 }
 
 Ptr<NexthopResolverFibViaSm> NexthopResolverManagerSm::nexthopResolverFibViaSmIs(
@@ -213,9 +234,12 @@ Ptr<NexthopResolverFibViaSm> NexthopResolverManagerSm::nexthopResolverFibViaSmIs
       machine->nhResFibViaContext() == nhResFibViaContext) {
     return machine;
   }
-  nexthopResolverFibViaSm_ = NexthopResolverFibViaSm::NexthopResolverFibViaSmIs(
-      vrfName, forwardingGenStatus, nhResolverVrfFs, fecIdToClientHop, fecIdToResolverId,
-      nhResFibViaContext);
+  nexthopResolverFibViaSm_ = NexthopResolverFibViaSm::NexthopResolverFibViaSmIs(vrfName,
+                                                                                forwardingGenStatus,
+                                                                                nhResolverVrfFs,
+                                                                                fecIdToClientHop,
+                                                                                fecIdToResolverId,
+                                                                                nhResFibViaContext);
   nexthopResolverFibViaSm_->hasNotificationActiveIs(true);
   return nexthopResolverFibViaSm_;
 }
@@ -243,7 +267,7 @@ Ptr<NexthopResolverSm> NexthopResolverManagerSm::resolverSmIs(
     const Ptr<FecIdToClientHop>& fecIdToClientHop,
     const Ptr<const FecIdToResolverId>& fecIdToResolverId,
     const Ptr<TaskScheduler>& scheduler) {
-  if (const Ptr<NexthopResolverSm> resolver = valueOf(resolverSm_, name)) {
+  if (Ptr<NexthopResolverSm> resolver = valueOf(resolverSm_, name)) {
     const auto requireSame = [](bool same, const char* attribute) {
       if (!same) {
         throw ReinstantiationError("Routing::NexthopResolverSm", attribute);
@@ -263,9 +287,19 @@ Ptr<NexthopResolverSm> NexthopResolverManagerSm::resolverSmIs(
     requireSame(resolver->scheduler() == scheduler, "scheduler");
     return resolver;
   }
-  auto resolver = NexthopResolverSm::NexthopResolverSmIs(
-      vrfName, name, nexthopVrfConfig, nexthopVrfStatus, trie4, trie6, routeStatus, route6Status,
-      vrfRoutingInfo, vrfRouting6Info, fecIdToClientHop, fecIdToResolverId, scheduler);
+  auto resolver = NexthopResolverSm::NexthopResolverSmIs(vrfName,
+                                                         name,
+                                                         nexthopVrfConfig,
+                                                         nexthopVrfStatus,
+                                                         trie4,
+                                                         trie6,
+                                                         routeStatus,
+                                                         route6Status,
+                                                         vrfRoutingInfo,
+                                                         vrfRouting6Info,
+                                                         fecIdToClientHop,
+                                                         fecIdToResolverId,
+                                                         scheduler);
   resolverSm_.insert({resolver->name(), resolver});
   return resolver;
 }
@@ -302,6 +336,7 @@ void NexthopResolverManagerSm::nexthopConfigPtrIs(const String& name,
 }
 
 Ptr<const NexthopConfig> NexthopResolverManagerSm::nexthopConfigPtrDel(const String& name) {
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it may be the removed entry's own
   const String key = name;
   Ptr<const NexthopConfig> removed = removeFrom(nexthopConfigPtr_, key);
   if (removed) {
@@ -327,6 +362,7 @@ void NexthopResolverManagerSm::nexthopStatusPtrIs(const String& name,
 }
 
 Ptr<NexthopStatus> NexthopResolverManagerSm::nexthopStatusPtrDel(const String& name) {
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it may be the removed entry's own
   const String key = name;
   Ptr<NexthopStatus> removed = removeFrom(nexthopStatusPtr_, key);
   if (removed) {
@@ -365,6 +401,7 @@ void NexthopResolverManagerSm::watcherIs(Watchers& watchers,
 
 template <class Record, class Watchers>
 Ptr<const Record> NexthopResolverManagerSm::watcherDel(Watchers& watchers, const String& name) {
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it may be the removed entry's own
   const String key = name;
   const Ptr<NestedSm<Record>> watcher = removeFrom(watchers, key);
   if (!watcher) {
@@ -464,12 +501,17 @@ void NexthopResolverManagerSm::handleInitialized() {
   ROUTING_TRACE(traceFacility, 8, "[{}] handleInitialized", vrfName_);
   // First, so that the handlers called below do their work.
   initialized_ = true;
+  ROUTING_ASSERT(nexthopForwardingStatus_ && "nexthopForwardingStatus must be there");
   const Ptr<NexthopResolverVrfForwardingStatus> vrfForwardingStatus =
       nexthopForwardingStatus_->vrfIs(vrfName_);
   fecIdToClientHop_ = fecIdToClientHopFactory(vrfName_);
   fecIdToResolverId_ = fecIdToResolverIdFactory(vrfName_);
-  nexthopResolverFibViaSmIs(vrfName_, forwardingGenStatus_, vrfForwardingStatus, fecIdToClientHop_,
-                            fecIdToResolverId_, nexthopFibViaContext_);
+  nexthopResolverFibViaSmIs(vrfName_,
+                            forwardingGenStatus_,
+                            vrfForwardingStatus,
+                            fecIdToClientHop_,
+                            fecIdToResolverId_,
+                            nexthopFibViaContext_);
   ROUTING_ASSERT(nexthopConfigDir_ && "nexthopConfigDir must be there");
   for (auto cursor = nexthopConfigDir_->entry().cursor(); !cursor.atEnd(); cursor.next()) {
     handleClientConfigDir(String(cursor.key()));
@@ -494,7 +536,10 @@ void NexthopResolverManagerSm::handleClientConfigDir(const String& name) {
   const Ptr<Entity> entity = nexthopConfigDir_->entityPtr(name);
   if (!entity) {
     if (nexthopConfigPtr_.has(name)) {
-      ROUTING_TRACE(traceFacility, 1, "[{}] handleClientConfigDir delete config for {}", vrfName_,
+      ROUTING_TRACE(traceFacility,
+                    1,
+                    "[{}] handleClientConfigDir delete config for {}",
+                    vrfName_,
                     name);
       nexthopConfigPtrDel(name);
     }
@@ -568,7 +613,11 @@ void NexthopResolverManagerSm::handleClientEntry(const String& name) {
 void NexthopResolverManagerSm::handleClient(const String& name, const VrfName& vrf) {
   ROUTING_TRACE(traceFacility, 8, "[{}] handleClient {} vrf {}", vrfName_, name, vrf);
   if (vrf != vrfName_) {
-    ROUTING_TRACE(traceFacility, 8, "[{}] handleClient {} ignore update for vrf {}", vrfName_, name,
+    ROUTING_TRACE(traceFacility,
+                  8,
+                  "[{}] handleClient {} ignore update for vrf {}",
+                  vrfName_,
+                  name,
                   vrf);
     return;
   }
@@ -576,7 +625,10 @@ void NexthopResolverManagerSm::handleClient(const String& name, const VrfName& v
   const Ptr<const NexthopVrfConfig> vrfConfig = config ? config->vrf(vrfName_) : nullptr;
   const Ptr<NexthopStatus> status = valueOf(nexthopStatusPtr_, name);
   if (vrfConfig && status) {
-    ROUTING_TRACE(traceFacility, 1, "[{}] handleClient create NexthopResolverSm for {}", vrfName_,
+    ROUTING_TRACE(traceFacility,
+                  1,
+                  "[{}] handleClient create NexthopResolverSm for {}",
+                  vrfName_,
                   name);
     const auto routingInfo = vrfRoutingInfo();
     const auto routing6Info = vrfRouting6Info();
@@ -585,12 +637,26 @@ void NexthopResolverManagerSm::handleClient(const String& name, const VrfName& v
     if (status->vrf(vrfName_) != vrfStatus || valueOf(nexthopStatusPtr_, name) != status) {
       return;
     }
-    resolverSmIs(vrfName_, name, vrfConfig, vrfStatus, trie4_, trie6_, routeStatus_, route6Status_,
-                 routingInfo, routing6Info, fecIdToClientHop_, fecIdToResolverId_, scheduler_);
+    resolverSmIs(vrfName_,
+                 name,
+                 vrfConfig,
+                 vrfStatus,
+                 trie4_,
+                 trie6_,
+                 routeStatus_,
+                 route6Status_,
+                 routingInfo,
+                 routing6Info,
+                 fecIdToClientHop_,
+                 fecIdToResolverId_,
+                 scheduler_);
     return;
   }
   if (resolverSm_.has(name)) {
-    ROUTING_TRACE(traceFacility, 1, "[{}] handleClient remove NexthopResolverSm for {}", vrfName_,
+    ROUTING_TRACE(traceFacility,
+                  1,
+                  "[{}] handleClient remove NexthopResolverSm for {}",
+                  vrfName_,
                   name);
     // Dropped at once: the resolver takes back its references before its status is cleared.
     resolverSmDel(name);

@@ -52,8 +52,8 @@ namespace Routing {
 
 class NexthopResolverManagerSm;
 
-// A nested watcher: tells the manager when a VRF of one client record is added, replaced or removed.
-// One without an owner does nothing.
+// A nested watcher: tells the manager when a VRF of one client record is added, replaced or
+// removed. One without an owner does nothing.
 template <class Record>
 class NestedSm final : public Entity, public Notifiee {
  public:
@@ -95,25 +95,24 @@ class NexthopResolverManagerSm final : public Entity {
   using ConfigWatchers = DenseMap<String, Ptr<NestedSm_NexthopConfig>>;
   using StatusWatchers = DenseMap<String, Ptr<NestedSm_NexthopStatus>>;
 
-  // Requires: nexthopConfigDir, nexthopStatusDir and nexthopForwardingStatus are there. The per-cell
-  // directory may be null.
-  NexthopResolverManagerSm(
-      const VrfName& vrfName,
-      const Ptr<const Dir>& nexthopConfigDir,
-      const Ptr<Dir>& nexthopStatusDir,
-      const Ptr<Dir>& nexthopCellSpecificStatusDir,
-      const Ptr<const TrieGen>& trie4,
-      const Ptr<const TrieGen>& trie6,
-      const Ptr<const Fib::RouteStatus>& routeStatus,
-      const Ptr<const Fib6::RouteStatus>& route6Status,
-      const Ptr<const FibGen::ForwardingStatus>& forwardingGenStatus,
-      const Ptr<NexthopResolverForwardingStatus>& nexthopForwardingStatus,
-      const Ptr<NexthopResolverFibViaContext>& nexthopFibViaContext,
-      const Ptr<const Dir>& routingInfoDir,
-      const Ptr<const Dir>& routing6InfoDir,
-      const Ptr<TaskScheduler>& scheduler);
-  // Leaves the shared state so that a later manager can go on from it: status stays where the client
-  // still configures the VRF and the VRF's routing information is there.
+  // Requires: nexthopConfigDir, nexthopStatusDir and nexthopForwardingStatus are there. The
+  // per-cell directory may be null.
+  NexthopResolverManagerSm(const VrfName& vrfName,
+                           const Ptr<const Dir>& nexthopConfigDir,
+                           const Ptr<Dir>& nexthopStatusDir,
+                           const Ptr<Dir>& nexthopCellSpecificStatusDir,
+                           const Ptr<const TrieGen>& trie4,
+                           const Ptr<const TrieGen>& trie6,
+                           const Ptr<const Fib::RouteStatus>& routeStatus,
+                           const Ptr<const Fib6::RouteStatus>& route6Status,
+                           const Ptr<const FibGen::ForwardingStatus>& forwardingGenStatus,
+                           const Ptr<NexthopResolverForwardingStatus>& nexthopForwardingStatus,
+                           const Ptr<NexthopResolverFibViaContext>& nexthopFibViaContext,
+                           const Ptr<const Dir>& routingInfoDir,
+                           const Ptr<const Dir>& routing6InfoDir,
+                           const Ptr<TaskScheduler>& scheduler);
+  // Leaves the shared state so that a later manager can go on from it: status stays where the
+  // client still configures the VRF and the VRF's routing information is there.
   ~NexthopResolverManagerSm() override;
 
   // Makes a manager and switches its notifications on.
@@ -217,8 +216,8 @@ class NexthopResolverManagerSm final : public Entity {
   Ptr<const NexthopStatus> nexthopStatusDel(const String& name);
   void nexthopStatusDelAll();
 
-  // Switches the notifications of the manager and of everything below it. Changes of the directories
-  // while they are off are not made up for.
+  // Switches the notifications of the manager and of everything below it. Changes of the
+  // directories while they are off are not made up for.
   void hasNotificationActiveIs(bool hasNotificationActive);
   bool hasNotificationActive() const noexcept { return hasNotificationActive_; }
   // Marks the manager and every nested watcher. A zombie ignores every notification.

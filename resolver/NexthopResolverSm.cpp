@@ -98,9 +98,19 @@ Ptr<NexthopResolverSm> NexthopResolverSm::NexthopResolverSmIs(
     const Ptr<FecIdToClientHop>& fecIdToClientHop,
     const Ptr<const FecIdToResolverId>& fecIdToResolverId,
     const Ptr<TaskScheduler>& scheduler) {
-  auto machine = makeEntity<NexthopResolverSm>(
-      vrfName, name, nexthopVrfConfig, nexthopVrfStatus, trie4, trie6, routeStatus, route6Status,
-      vrfRoutingInfo, vrfRouting6Info, fecIdToClientHop, fecIdToResolverId, scheduler);
+  auto machine = makeEntity<NexthopResolverSm>(vrfName,
+                                               name,
+                                               nexthopVrfConfig,
+                                               nexthopVrfStatus,
+                                               trie4,
+                                               trie6,
+                                               routeStatus,
+                                               route6Status,
+                                               vrfRoutingInfo,
+                                               vrfRouting6Info,
+                                               fecIdToClientHop,
+                                               fecIdToResolverId,
+                                               scheduler);
   machine->hasNotificationActiveIs(true);
   return machine;
 }
@@ -119,9 +129,19 @@ Ptr<NexthopResolverSm> nexthopResolverSmFactory(
     const Ptr<FecIdToClientHop>& fecIdToClientHop,
     const Ptr<const FecIdToResolverId>& fecIdToResolverId,
     const Ptr<TaskScheduler>& scheduler) {
-  return NexthopResolverSm::NexthopResolverSmIs(
-      vrfName, name, nexthopVrfConfig, nexthopVrfStatus, trie4, trie6, routeStatus, route6Status,
-      vrfRoutingInfo, vrfRouting6Info, fecIdToClientHop, fecIdToResolverId, scheduler);
+  return NexthopResolverSm::NexthopResolverSmIs(vrfName,
+                                                name,
+                                                nexthopVrfConfig,
+                                                nexthopVrfStatus,
+                                                trie4,
+                                                trie6,
+                                                routeStatus,
+                                                route6Status,
+                                                vrfRoutingInfo,
+                                                vrfRouting6Info,
+                                                fecIdToClientHop,
+                                                fecIdToResolverId,
+                                                scheduler);
 }
 
 namespace {
@@ -236,35 +256,64 @@ void NexthopResolverSm::processNexthop(const IpGenAddr& addr) {
 }
 
 void NexthopResolverSm::removeNexthop(const IpGenAddr& addr, const IpGenPrefix& hostPrefix) {
-  ROUTING_TRACE(traceFacility, 2,
-                "[{}:{}] processNexthop remove nexthopVrfStatusEntry for addr {}", vrfName_, name_,
+  ROUTING_TRACE(traceFacility,
+                2,
+                "[{}:{}] processNexthop remove nexthopVrfStatusEntry for addr {}",
+                vrfName_,
+                name_,
                 addr);
   nexthopVrfStatus_->nexthopDel(addr);
   (addr.family() == AddressFamily::ipv4 ? nexthopTrie4_ : nexthopTrie6_)->routeDel(hostPrefix);
   if (nexthopVrfStatus_->fecIdType() == NexthopStatusFecIdType::resolverId) {
-    ROUTING_TRACE(traceFacility, 7, "[{}:{}] processNexthop remove fecId ref for addr {}", vrfName_,
-                  name_, addr);
+    ROUTING_TRACE(traceFacility,
+                  7,
+                  "[{}:{}] processNexthop remove fecId ref for addr {}",
+                  vrfName_,
+                  name_,
+                  addr);
     fecIdToClientHop_->deleteReferenceForClientNexthop(name_, addr);
   }
 }
 
 void NexthopResolverSm::resolveNexthop(const IpGenAddr& addr, const IpGenPrefix& hostPrefix) {
-  ROUTING_TRACE(traceFacility, 2, "[{}:{}] processNexthop add nexthopVrfStatusEntry for addr {}",
-                vrfName_, name_, addr);
+  ROUTING_TRACE(traceFacility,
+                2,
+                "[{}:{}] processNexthop add nexthopVrfStatusEntry for addr {}",
+                vrfName_,
+                name_,
+                addr);
   const IpGenPrefix matched = longestMatch(fibTrie(addr.family()), hostPrefix);
   if (addr.family() == AddressFamily::ipv4) {
     nexthopTrie4_->routeIs(hostPrefix, true);
-    updateNexthopStatus(name_, this, nexthopVrfStatus_, fecIdToClientHop_, fecIdToResolverId_, addr,
-                        routingEnabled(vrfRoutingInfo_), routeStatus_, matched);
+    updateNexthopStatus(name_,
+                        this,
+                        nexthopVrfStatus_,
+                        fecIdToClientHop_,
+                        fecIdToResolverId_,
+                        addr,
+                        routingEnabled(vrfRoutingInfo_),
+                        routeStatus_,
+                        matched);
   } else {
     nexthopTrie6_->routeIs(hostPrefix, true);
-    updateNexthopStatus(name_, this, nexthopVrfStatus_, fecIdToClientHop_, fecIdToResolverId_, addr,
-                        routingEnabled(vrfRouting6Info_), route6Status_, matched);
+    updateNexthopStatus(name_,
+                        this,
+                        nexthopVrfStatus_,
+                        fecIdToClientHop_,
+                        fecIdToResolverId_,
+                        addr,
+                        routingEnabled(vrfRouting6Info_),
+                        route6Status_,
+                        matched);
   }
 }
 
 void NexthopResolverSm::handleInitialized() {
-  ROUTING_TRACE(traceFacility, 8, "[{}:{}] handleInitialized fecIdtype: {}", vrfName_, name_,
+  ROUTING_TRACE(traceFacility,
+                8,
+                "[{}:{}] handleInitialized fecIdtype: {}",
+                vrfName_,
+                name_,
                 nexthopVrfStatus_->fecIdType());
   reviewNexthopTaskIs(scheduler_, reviewPriority, "NexthopReview-" + vrfName_ + "-" + name_);
   initialized_ = true;
@@ -297,12 +346,20 @@ void NexthopResolverSm::handleNexthopReview() {
   const std::uint64_t count = reviewSlice(*task);
   task->taskWorkCountInc(count);
   if (!reviewNexthop_.empty()) {
-    ROUTING_TRACE(traceFacility, 8, "[{}:{}] handleNexthopReview yield after processing {}",
-                  vrfName_, name_, count);
+    ROUTING_TRACE(traceFacility,
+                  8,
+                  "[{}:{}] handleNexthopReview yield after processing {}",
+                  vrfName_,
+                  name_,
+                  count);
     task->scheduleTask();
   } else {
-    ROUTING_TRACE(traceFacility, 1, "[{}:{}] handleNexthopReview finished processing {}", vrfName_,
-                  name_, count);
+    ROUTING_TRACE(traceFacility,
+                  1,
+                  "[{}:{}] handleNexthopReview finished processing {}",
+                  vrfName_,
+                  name_,
+                  count);
   }
 }
 
@@ -342,14 +399,24 @@ void NexthopResolverSm::handleChangedRoute(const char* operation,
                                            const Ptr<TrieGen>& nexthopTrie) {
   const IpGenPrefix prefix = trie->changedPrefix();
   if (prefix.family() == AddressFamily::unset) {
-    ROUTING_TRACE(traceFacility, 8, "[{}:{}] {} prefix {} (ignored)", vrfName_, name_, operation,
+    ROUTING_TRACE(traceFacility,
+                  8,
+                  "[{}:{}] {} prefix {} (ignored)",
+                  vrfName_,
+                  name_,
+                  operation,
                   prefix);
     return;
   }
   const Ptr<TrieGen> walked = nexthopTrie;
   if (isIgnoredRoute(walked, prefix)) {
-    ROUTING_TRACE(traceFacility, 8, "[{}:{}] {} prefix {} ignored (no match)", vrfName_, name_,
-                  operation, prefix);
+    ROUTING_TRACE(traceFacility,
+                  8,
+                  "[{}:{}] {} prefix {} ignored (no match)",
+                  vrfName_,
+                  name_,
+                  operation,
+                  prefix);
     return;
   }
   const auto callback = nexthopTrieCallbackFactory(Ptr<NexthopResolverSm>(this));
@@ -357,20 +424,34 @@ void NexthopResolverSm::handleChangedRoute(const char* operation,
   if (callback->count() != 0) {
     reviewNexthopTask_->scheduleTask();
   }
-  ROUTING_TRACE(traceFacility, 8, "[{}:{}] {} prefix {} affected {} entries", vrfName_, name_,
-                operation, prefix, callback->count());
+  ROUTING_TRACE(traceFacility,
+                8,
+                "[{}:{}] {} prefix {} affected {} entries",
+                vrfName_,
+                name_,
+                operation,
+                prefix,
+                callback->count());
 }
 
 void NexthopResolverSm::handleRouting4() {
   const bool enabled = routingEnabled(vrfRoutingInfo_);
-  ROUTING_TRACE(traceFacility, 8, "[{}:{}] handleRouting4 IPv4 routing: {}", vrfName_, name_,
+  ROUTING_TRACE(traceFacility,
+                8,
+                "[{}:{}] handleRouting4 IPv4 routing: {}",
+                vrfName_,
+                name_,
                 enabled);
   handleRoutingGen(enabled, IpGenPrefix(IpGenAddr::ipv4(0), 0), nexthopTrie4_);
 }
 
 void NexthopResolverSm::handleRouting6() {
   const bool enabled = routingEnabled(vrfRouting6Info_);
-  ROUTING_TRACE(traceFacility, 8, "[{}:{}] handleRouting6 IPv6 routing: {}", vrfName_, name_,
+  ROUTING_TRACE(traceFacility,
+                8,
+                "[{}:{}] handleRouting6 IPv6 routing: {}",
+                vrfName_,
+                name_,
                 enabled);
   const Ip6Prefix defaultPrefix(IpGenPrefix(IpGenAddr::ipv6(IpGenAddr::Words{}), 0));
   ROUTING_ASSERT(defaultPrefix.validAsPrefix() && "the default route is an IPv6 prefix");
@@ -388,13 +469,20 @@ void NexthopResolverSm::handleRoutingGen(bool routingEnabled,
     if (callback->count() != 0) {
       reviewNexthopTask_->scheduleTask();
     }
-    ROUTING_TRACE(traceFacility, 7, "[{}:{}] handleRoutingGen routing enabled, affected {} entries",
-                  vrfName_, name_, callback->count());
+    ROUTING_TRACE(traceFacility,
+                  7,
+                  "[{}:{}] handleRoutingGen routing enabled, affected {} entries",
+                  vrfName_,
+                  name_,
+                  callback->count());
   } else {
     const auto callback = removeStatusCallbackFactory(self);
     walked->preOrderWalk(defaultPrefix, callback);
-    ROUTING_TRACE(traceFacility, 7,
-                  "[{}:{}] handleRoutingGen routing disabled, affected {} entries", vrfName_, name_,
+    ROUTING_TRACE(traceFacility,
+                  7,
+                  "[{}:{}] handleRoutingGen routing disabled, affected {} entries",
+                  vrfName_,
+                  name_,
                   callback->count());
   }
 }
@@ -413,8 +501,13 @@ void NexthopResolverSm::handleFecIdMap(FecId fecId) {
   for (auto cursor = clientRef->nexthopRef().cursor(); !cursor.atEnd(); cursor.next()) {
     // The nexthop may move to another FEC while it is processed, and out of this set.
     const IpGenAddr addr = cursor.key();
-    ROUTING_TRACE(traceFacility, 8, "[{}:{}] handleFecIdMap process nexthop {} (fecId {} removed)",
-                  vrfName_, name_, addr, fecId);
+    ROUTING_TRACE(traceFacility,
+                  8,
+                  "[{}:{}] handleFecIdMap process nexthop {} (fecId {} removed)",
+                  vrfName_,
+                  name_,
+                  addr,
+                  fecId);
     processNexthop(addr);
   }
 }
@@ -586,18 +679,25 @@ void updateNexthopStatus(const String& clientName,
   }
   const Fib::Route route = readRoute(routeStatus, key);
   if (!routingEnabled) {
-    ROUTING_TRACE(traceFacility, 7,
+    ROUTING_TRACE(traceFacility,
+                  7,
                   "[{}:{}] updateNexthopStatus update resolution state for addr {} to failed "
                   "(routing is disabled)",
-                  sm->vrfName(), clientName, addr);
+                  sm->vrfName(),
+                  clientName,
+                  addr);
     addFailedResolutionStatusEntry(status, addr);
     return;
   }
   if (route.isEq(typename Table::Route())) {
-    ROUTING_TRACE(traceFacility, 7,
+    ROUTING_TRACE(traceFacility,
+                  7,
                   "[{}:{}] updateNexthopStatus update resolution state for addr {} to failed (no "
                   "route for prefix {})",
-                  sm->vrfName(), clientName, addr, prefix);
+                  sm->vrfName(),
+                  clientName,
+                  addr,
+                  prefix);
     addFailedResolutionStatusEntry(status, addr);
     return;
   }
@@ -610,10 +710,18 @@ void updateNexthopStatus(const String& clientName,
     reportedId = fecIdToResolverId->fecIdToResolverIdMap(route.fecId()).value();
   }
   const NexthopStatusEntry entry = resolvedEntry(reportedId, route, prefix, addr);
-  ROUTING_TRACE(traceFacility, 7,
-                "[{}:{}] updateNexthopStatus add / replace status {}( fecId: {})", sm->vrfName(),
-                clientName, addr, reportedId);
-  ROUTING_TRACE(traceFacility, 7, "[{}:{}] updateNexthopStatus {}", sm->vrfName(), clientName,
+  ROUTING_TRACE(traceFacility,
+                7,
+                "[{}:{}] updateNexthopStatus add / replace status {}( fecId: {})",
+                sm->vrfName(),
+                clientName,
+                addr,
+                reportedId);
+  ROUTING_TRACE(traceFacility,
+                7,
+                "[{}:{}] updateNexthopStatus {}",
+                sm->vrfName(),
+                clientName,
                 entry);
   status->nexthopIs(entry);
 }
@@ -660,8 +768,12 @@ Ptr<NexthopTrieCallback> nexthopTrieCallbackFactory(
 bool NexthopTrieCallback::handlePrefix(const IpGenPrefix& prefix) {
   NexthopResolverSm& sm = *nexthopResolverSm();
   const IpGenAddr addr = prefix.address();
-  ROUTING_TRACE(traceFacility, 8, "[{}:{}] handlePrefix add nexthop to review: {}", sm.vrfName(),
-                sm.name(), addr);
+  ROUTING_TRACE(traceFacility,
+                8,
+                "[{}:{}] handlePrefix add nexthop to review: {}",
+                sm.vrfName(),
+                sm.name(),
+                addr);
   sm.reviewNexthopIs(addr);
   countInc(1);
   return true;
@@ -688,9 +800,12 @@ Ptr<RemoveStatusCallback> removeStatusCallbackFactory(
 bool RemoveStatusCallback::handlePrefix(const IpGenPrefix& prefix) {
   const NexthopResolverSm& sm = *nexthopResolverSm();
   const IpGenAddr addr = prefix.address();
-  ROUTING_TRACE(traceFacility, 8,
-                "[{}:{}] handlePrefix update resolution state for hop  {} to failed ", sm.vrfName(),
-                sm.name(), addr);
+  ROUTING_TRACE(traceFacility,
+                8,
+                "[{}:{}] handlePrefix update resolution state for hop  {} to failed ",
+                sm.vrfName(),
+                sm.name(),
+                addr);
   addFailedResolutionStatusEntry(sm.nexthopVrfStatus(), addr);
   countInc(1);
   return true;

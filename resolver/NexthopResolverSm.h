@@ -11,18 +11,20 @@
 //
 //   input               change                         handler
 //   nexthopVrfConfig    a nexthop                      handleNexthopConfig     queues it
-//   trie4, trie6        a prefix                       handle4/6ChangedRoute   queues what lies in it
-//   vrfRoutingInfo      IPv4 routing                   handleRouting4          on: queues the family
-//   vrfRouting6Info     IPv6 routing                   handleRouting6          off: fails it at once
-//   fecIdToResolverId   a FEC's identifier             handleFecIdMap          processes at once
-//   reviewNexthopTask   it runs                        handleNexthopReview     processes the queue
+//   trie4, trie6        a prefix                       handle4/6ChangedRoute   queues what lies in
+//   it vrfRoutingInfo      IPv4 routing                   handleRouting4          on: queues the
+//   family vrfRouting6Info     IPv6 routing                   handleRouting6          off: fails it
+//   at once fecIdToResolverId   a FEC's identifier             handleFecIdMap          processes at
+//   once reviewNexthopTask   it runs                        handleNexthopReview     processes the
+//   queue
 //
 // Outputs: entries of nexthopVrfStatus; for a client of resolver identifiers, references in
 // fecIdToClientHop.
 //
 // Invariants:
 //   1. Before the first run of the task nothing is resolved.
-//   2. Every configured nexthop that was processed stands in the nexthop trie of its family, whether
+//   2. Every configured nexthop that was processed stands in the nexthop trie of its family,
+//   whether
 //      or not it resolved, so that a later route finds it.
 //   3. The review set is not empty exactly when the task is scheduled, while notifications are on.
 //   4. A client of FIB identifiers never has a reference.
@@ -279,7 +281,8 @@ class NexthopTrieCallback final : public NexthopWalkCallback {
   const TypeData& typeData() const override;
 };
 
-Ptr<NexthopTrieCallback> nexthopTrieCallbackFactory(const Ptr<NexthopResolverSm>& nexthopResolverSm);
+Ptr<NexthopTrieCallback> nexthopTrieCallbackFactory(
+    const Ptr<NexthopResolverSm>& nexthopResolverSm);
 
 // Writes a failed entry for each nexthop.
 class RemoveStatusCallback final : public NexthopWalkCallback {

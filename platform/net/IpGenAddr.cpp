@@ -126,7 +126,8 @@ std::optional<unsigned> parseGroups(std::string_view text, bool mayEndDotted, Gr
   while (!text.empty()) {
     const std::size_t colon = text.find(':');
     const std::string_view part = text.substr(0, colon);
-    if (colon == std::string_view::npos && mayEndDotted && part.find('.') != part.npos) {
+    if (colon == std::string_view::npos && mayEndDotted &&
+        part.find('.') != std::string_view::npos) {
       const auto dotted = parseDotted(part);
       if (!dotted || count + 2 > groupCount) {
         return std::nullopt;

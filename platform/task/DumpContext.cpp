@@ -17,7 +17,7 @@ void DumpContext::dumpChild(const DumpableEntity* child, std::uint32_t indent) {
     return;
   }
   const TypeData& type = child->typeData();
-  if (!dumped_.insert(child).second) {
+  if (!dumped_.insert(reinterpret_cast<std::uintptr_t>(child))) {
     const String name =
         type.attributes().empty() ? String() : " " + type.attributes().front().value(*child);
     printLine(indent, "(" + String(type.name()) + name + " dumped above)");

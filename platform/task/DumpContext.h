@@ -12,9 +12,9 @@
 //                                     end in one, then the attributes that dumpState leaves out
 
 #include <cstdint>
-#include <set>
 #include <string_view>
 
+#include "platform/entity/DenseTable.h"
 #include "platform/entity/Entity.h"
 #include "platform/entity/TypeData.h"
 #include "platform/net/IpGenAddr.h"
@@ -47,7 +47,8 @@ class DumpContext {
 
   Form form_;
   String text_;
-  std::set<const DumpableEntity*> dumped_;
+  // Their places in memory; only membership is asked for.
+  DenseSet<std::uintptr_t> dumped_;
 };
 
 }  // namespace Routing

@@ -16,6 +16,7 @@
 //   walk order      by slot; at a slot the shorter local prefixes that start there come first, then
 //                   the one of length 6, then what is below the slot
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -154,8 +155,8 @@ struct TrieBits {
 
   // The local prefix of a bit of `low`.
   static constexpr LocalPrefix localOf(unsigned index) noexcept {
-    // At most 5; the mask says so to readers and tools.
-    const auto length = (static_cast<unsigned>(std::bit_width(index)) - 1) & 7U;
+    // It is at most 5 anyway; said so that it can be seen.
+    const unsigned length = std::min(static_cast<unsigned>(std::bit_width(index)) - 1, 5U);
     return {length, index - (1U << length)};
   }
   // The first slot of each local prefix in `some`, a choice from `low`.

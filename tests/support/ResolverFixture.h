@@ -1,11 +1,13 @@
 #pragma once
 
-// ResolverFixture: the resolver of client c1 in VRF v1 on its own, its index of references and its map
-// of identifiers in the test's hands. Identifiers appear only when the test enters them into the map.
+// ResolverFixture: the resolver of client c1 in VRF v1 on its own, its index of references and its
+// map of identifiers in the test's hands. Identifiers appear only when the test enters them into
+// the map.
 //
 // The log holds, in order, what the resolver writes and, after traced(), what it traces:
 //
-//   status 10.0.0.1 resolved 12 by 10.0.0.0/8      status 10.0.0.1 failed      status 10.0.0.1 removed
+//   status 10.0.0.1 resolved 12 by 10.0.0.0/8      status 10.0.0.1 failed      status 10.0.0.1
+//   removed
 
 #include <gtest/gtest.h>
 
@@ -53,9 +55,19 @@ class ResolverFixture : public testing::Test {
     status = makeEntity<NexthopVrfStatus>("v1", kind);
   }
   Ptr<NexthopResolverSm> makeResolver(const String& client = "c1") {
-    return nexthopResolverSmFactory("v1", client, config, status, world.trie4, world.trie6,
-                                    world.routes4, world.routes6, world.routing4, world.routing6,
-                                    references, map, world.scheduler);
+    return nexthopResolverSmFactory("v1",
+                                    client,
+                                    config,
+                                    status,
+                                    world.trie4,
+                                    world.trie6,
+                                    world.routes4,
+                                    world.routes6,
+                                    world.routing4,
+                                    world.routing6,
+                                    references,
+                                    map,
+                                    world.scheduler);
   }
   void nexthop(std::string_view text) { config->nexthopIs({addr(text)}); }
   void nexthopDel(std::string_view text) { config->nexthopDel(addr(text)); }

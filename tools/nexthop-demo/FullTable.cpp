@@ -116,18 +116,27 @@ class World {
   }
 
   Ptr<NexthopResolverManagerSm> makeManager() {
-    return nexthopResolverManagerSmFactory(vrfName, configs_, statuses_, nullptr, trie4_, trie6_,
-                                           routes4_, routes6_, fecs_, forwarding_, context_,
-                                           routingInfo_, routing6Info_, scheduler_);
+    return nexthopResolverManagerSmFactory(vrfName,
+                                           configs_,
+                                           statuses_,
+                                           nullptr,
+                                           trie4_,
+                                           trie6_,
+                                           routes4_,
+                                           routes6_,
+                                           fecs_,
+                                           forwarding_,
+                                           context_,
+                                           routingInfo_,
+                                           routing6Info_,
+                                           scheduler_);
   }
 
   TaskScheduler& scheduler() { return *scheduler_; }
   Ptr<NexthopVrfStatus> status(const char* client) const {
     return entityOf<NexthopStatus>(*statuses_, client)->vrf(vrfName);
   }
-  std::size_t published() const {
-    return forwarding_->vrf(vrfName)->nexthopResolverIdVia().size();
-  }
+  std::size_t published() const { return forwarding_->vrf(vrfName)->nexthopResolverIdVia().size(); }
 
  private:
   Ptr<Fib::MemoryRouteStatus> routes4_;
@@ -146,8 +155,8 @@ class World {
 
 std::vector<IpGenPrefix> makeTable(const FullTableOptions& options) {
   const Stopwatch watch;
-  auto table = options.tableFile ? readTable(*options.tableFile)
-                                 : generateTable(TableShape{}, options.seed);
+  auto table =
+      options.tableFile ? readTable(*options.tableFile) : generateTable(TableShape{}, options.seed);
   printStep(options.tableFile ? "prefixes read" : "prefixes generated", table.size(), watch);
   return table;
 }
@@ -168,7 +177,9 @@ void load(World& world, const std::vector<IpGenPrefix>& table, const FullTableOp
   Progress progress("loading routes", table.size());
   std::array<std::size_t, 3> families{};
   for (std::size_t i = 0; i < table.size(); ++i) {
-    const Fib::Route route(firstFecId + i % options.fecs, static_cast<std::uint32_t>(i % 1000), 200,
+    const Fib::Route route(firstFecId + i % options.fecs,
+                           static_cast<std::uint32_t>(i % 1000),
+                           200,
                            1);
     world.addRoute(table[i], route);
     ++families.at(static_cast<std::size_t>(table[i].family()));
@@ -176,8 +187,13 @@ void load(World& world, const std::vector<IpGenPrefix>& table, const FullTableOp
   }
   progress.doneIs(table.size());
   printStep("routes loaded, tables and tries", table.size(), watch);
-  std::printf("  %-34s %10zu\n  %-34s %10zu\n  %-34s %10zu\n", "  of these IPv4", families[1],
-              "  of these IPv6", families[2], "FECs", options.fecs);
+  std::printf("  %-34s %10zu\n  %-34s %10zu\n  %-34s %10zu\n",
+              "  of these IPv4",
+              families[1],
+              "  of these IPv6",
+              families[2],
+              "FECs",
+              options.fecs);
 }
 
 struct RunFigures {
@@ -213,7 +229,10 @@ void printClients(const World& world) {
     for (auto cursor = status->nexthop().cursor(); !cursor.atEnd(); cursor.next()) {
       ++(cursor.member().resolutionState == NexthopResolutionState::resolved ? resolved : failed);
     }
-    std::printf("  %-10s %-12s %10zu %10zu\n", name, String(memberName(kind)).c_str(), resolved,
+    std::printf("  %-10s %-12s %10zu %10zu\n",
+                name,
+                String(memberName(kind)).c_str(),
+                resolved,
                 failed);
   }
   std::printf("\n");
@@ -232,7 +251,8 @@ void runFullTable(const FullTableOptions& options) {
   std::printf("Full table: %s, %zu nexthops of %zu clients\n\n",
               options.tableFile ? options.tableFile->c_str()
                                 : ("generated, seed " + std::to_string(options.seed)).c_str(),
-              options.nexthops, clientChoices.size());
+              options.nexthops,
+              clientChoices.size());
   const std::vector<IpGenPrefix> table = makeTable(options);
   World world;
   load(world, table, options);
@@ -250,10 +270,12 @@ void runFullTable(const FullTableOptions& options) {
   printClients(world);
   constexpr double microseconds = 1e6;
   constexpr double milliseconds = 1e3;
-  std::printf("  time a nexthop %.2f us, %llu slices, longest %.2f ms, peak memory %.0f MB\n",
-              seconds * microseconds / static_cast<double>(std::max<std::size_t>(nexthops.size(), 1)),
-              static_cast<unsigned long long>(figures.slices), figures.longestSlice * milliseconds,
-              peakMegabytes());
+  std::printf(
+      "  time a nexthop %.2f us, %llu slices, longest %.2f ms, peak memory %.0f MB\n",
+      seconds * microseconds / static_cast<double>(std::max<std::size_t>(nexthops.size(), 1)),
+      static_cast<unsigned long long>(figures.slices),
+      figures.longestSlice * milliseconds,
+      peakMegabytes());
 }
 
 }  // namespace Routing

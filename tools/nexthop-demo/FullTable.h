@@ -4,8 +4,8 @@
 // through the library's entry point on the machine's own clock, with figures for each step.
 //
 // The clients take turns at the nexthops; two want FIB identifiers, two resolver identifiers. One
-// nexthop in a hundred lies outside the table and fails. Counts are a function of the options; times
-// and memory are the machine's.
+// nexthop in a hundred lies outside the table and fails. Counts are a function of the options;
+// times and memory are the machine's.
 
 #include <cstddef>
 #include <cstdint>

@@ -57,7 +57,8 @@ class Teller {
       identifiers_.add({words[2], "withdrawn", ""});
     } else if (first == "timer" && words.size() > 2) {
       flush();
-      std::printf("  timer %s: %s\n\n", words[1].c_str(),
+      std::printf("  timer %s: %s\n\n",
+                  words[1].c_str(),
                   words[2] == "stopped" ? "stopped" : (words[2] + " s left").c_str());
     } else if (!isBookkeeping(first)) {
       flush();
@@ -73,11 +74,19 @@ class Teller {
 
  private:
   static bool isBookkeeping(const std::string& first) {
-    static constexpr std::array<std::string_view, 13> kinds{
-        "status-del",       "status-vrf",           "status-vrf-del", "map",
-        "map-del",          "reference",            "reference-del",  "client-reference",
-        "client-reference-del", "key",              "key-del",        "context",
-        "task"};
+    static constexpr std::array<std::string_view, 13> kinds{"status-del",
+                                                            "status-vrf",
+                                                            "status-vrf-del",
+                                                            "map",
+                                                            "map-del",
+                                                            "reference",
+                                                            "reference-del",
+                                                            "client-reference",
+                                                            "client-reference-del",
+                                                            "key",
+                                                            "key-del",
+                                                            "context",
+                                                            "task"};
     for (const std::string_view kind : kinds) {
       if (first == kind) {
         return true;
@@ -99,8 +108,14 @@ class Teller {
     const std::string& client = words[1];
     const std::string& address = words[3];
     if (words[4] == "resolved") {
-      nexthops_.add({client, address, "resolved", valueOf(words, "prefix"), valueOf(words, "fecId"),
-                     valueOf(words, "metric"), valueOf(words, "preference"), ""});
+      nexthops_.add({client,
+                     address,
+                     "resolved",
+                     valueOf(words, "prefix"),
+                     valueOf(words, "fecId"),
+                     valueOf(words, "metric"),
+                     valueOf(words, "preference"),
+                     ""});
     } else {
       nexthops_.add({client, address, "FAILED", "-", "-", "-", "-", reasons_[{client, address}]});
     }
@@ -131,7 +146,7 @@ class Teller {
   // "trace 7 NexthopResolverSm: [VRF:CLIENT] updateNexthopStatus update resolution state for addr
   // ADDR to failed (REASON)"; a switch that fails a family at once names no reason.
   void rememberReason(const std::string& line) {
-    const std::size_t colon = line.find(":", line.find('['));
+    const std::size_t colon = line.find(':', line.find('['));
     const std::size_t end = line.find(']', colon);
     const std::size_t failed = line.find(" to failed ");
     if (failed == std::string::npos || end == std::string::npos) {
@@ -150,8 +165,8 @@ class Teller {
     reasons_[{client, address}] = reason.empty() ? "routing is disabled" : reason;
   }
 
-  TextTable nexthops_{{"CLIENT", "NEXTHOP", "STATE", "THROUGH", "IDENTIFIER", "METRIC", "PREF",
-                       "WHY"}};
+  TextTable nexthops_{
+      {"CLIENT", "NEXTHOP", "STATE", "THROUGH", "IDENTIFIER", "METRIC", "PREF", "WHY"}};
   TextTable identifiers_{{"IDENTIFIER", "VIAS", "VIA"}};
   std::map<std::pair<std::string, std::string>, std::string> reasons_;
 };

@@ -8,7 +8,8 @@
 //   timer lines         what is left on the clock
 //   echo lines          headings
 //
-// The lines about the library's bookkeeping (references, keys, identifier map, context) are left out.
+// The lines about the library's bookkeeping (references, keys, identifier map, context) are left
+// out.
 
 #include <string>
 

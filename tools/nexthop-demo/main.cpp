@@ -1,4 +1,5 @@
-// nexthop-demo: shows what the library does. Without arguments: the small story, then the full table.
+// nexthop-demo: shows what the library does. Without arguments: the small story, then the full
+// table.
 
 #include <getopt.h>
 
@@ -20,7 +21,8 @@ namespace {
 
 constexpr int usageError = 2;
 constexpr const char* usageText =
-    "usage: nexthop-demo [story [FILE]] [full [--table FILE] [--nexthops N] [--fecs N] [--seed N]]\n"
+    "usage: nexthop-demo [story [FILE]] [full [--table FILE] [--nexthops N] [--fecs N] [--seed "
+    "N]]\n"
     "\n"
     "  story          a small fabric as tables; FILE: another replay file\n"
     "  full           a routing table of Internet size, with figures\n"

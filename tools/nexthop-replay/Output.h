@@ -51,7 +51,7 @@ class Output {
   int error_ = 0;
   // Bytes of the block that are whole lines.
   std::atomic<std::size_t> used_{0};
-  std::array<char, blockSize> block_;
+  std::array<char, blockSize> block_{};
 };
 
 }  // namespace Routing::Replay

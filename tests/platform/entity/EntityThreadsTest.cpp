@@ -67,7 +67,7 @@ class Tally : public Circle {
 };
 
 TEST_F(EntityThreads, WhoeverDropsTheLastPtrSeesWhatTheOtherWrote) {
-  constexpr int rounds = 2000;
+  constexpr int rounds = 200;
   int total = 0;
   for (int i = 0; i < rounds; ++i) {
     std::array<Ptr<Tally>, 2> held;

@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <string>
 #include <utility>
 
-#include "platform/entity/Exceptions.h"
 #include "tests/support/FibViaWatch.h"
 #include "tests/support/ManagerFixture.h"
 #include "tests/support/ReferenceWatch.h"

@@ -3,9 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <functional>
-#include <utility>
+#include <optional>
 
 #include "platform/trace/TraceSink.h"
 #include "tests/support/ManagerFixture.h"

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "tests/support/FibViaWatch.h"
+#include <string>
+#include <vector>
+
 #include "tests/support/ManagerFixture.h"
 
 namespace Routing::Support {
@@ -294,6 +296,13 @@ TEST_F(ManagerStart, WithoutAStatusDirectoryEndsTheProcess) {
   ManagerInputs inputs(world);
   inputs.statusDir = nullptr;
   EXPECT_DEATH(inputs.make(), "nexthopStatusDir_ && \"nexthopStatusDir must be there\"");
+}
+
+TEST_F(ManagerStart, WithoutAForwardingStatusEndsTheProcess) {
+  ManagerInputs inputs(world);
+  inputs.forwarding = nullptr;
+  EXPECT_DEATH(inputs.make(),
+               "nexthopForwardingStatus_ && \"nexthopForwardingStatus must be there");
 }
 
 TEST_F(ManagerStart, TracesGoToTheTextTraceOnly) {

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/entity/Exceptions.h"
 #include "platform/trace/TraceSink.h"

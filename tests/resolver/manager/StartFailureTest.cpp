@@ -4,9 +4,9 @@
 
 #include <cstdint>
 #include <new>
+#include <optional>
 #include <stdexcept>
 
-#include "platform/entity/Exceptions.h"
 #include "platform/trace/TraceSink.h"
 #include "tests/support/Allocations.h"
 #include "tests/support/ManagerFixture.h"

@@ -15,14 +15,17 @@ TEST_F(FecIdMap, AnAppearingIdentifierWritesTheWaitingEntriesAtOnce) {
   EXPECT_EQ(run(), Events{});
   traces.emplace(log, "NexthopResolverSm", traceLevelBit(8));
   map->fecIdToResolverIdMapIs(7, ResolverId(4));
-  EXPECT_EQ(log.take(), (Events{
-                            resolverLine(8, "handleFecIdMap process nexthop 10.0.0.1 (fecId 7 "
-                                            "removed)"),
-                            "status 10.0.0.1 resolved 4 by 10.0.0.0/8",
-                            resolverLine(8, "handleFecIdMap process nexthop 10.0.0.2 (fecId 7 "
-                                            "removed)"),
-                            "status 10.0.0.2 resolved 4 by 10.0.0.0/8",
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                resolverLine(8,
+                             "handleFecIdMap process nexthop 10.0.0.1 (fecId 7 "
+                             "removed)"),
+                "status 10.0.0.1 resolved 4 by 10.0.0.0/8",
+                resolverLine(8,
+                             "handleFecIdMap process nexthop 10.0.0.2 (fecId 7 "
+                             "removed)"),
+                "status 10.0.0.2 resolved 4 by 10.0.0.0/8",
+            }));
 }
 
 TEST_F(FecIdMap, AChangedIdentifierRewritesTheEntries) {
@@ -53,9 +56,19 @@ TEST_F(FecIdMap, EachClientReprocessesExactlyItsOwnNexthops) {
   const auto config2 = makeEntity<NexthopVrfConfig>("v1", NexthopStatusFecIdType::resolverId);
   const auto status2 = makeEntity<NexthopVrfStatus>("v1", NexthopStatusFecIdType::resolverId);
   config2->nexthopIs({addr("10.0.0.2")});
-  const auto resolver2 = nexthopResolverSmFactory(
-      "v1", "c2", config2, status2, world.trie4, world.trie6, world.routes4, world.routes6,
-      world.routing4, world.routing6, references, map, world.scheduler);
+  const auto resolver2 = nexthopResolverSmFactory("v1",
+                                                  "c2",
+                                                  config2,
+                                                  status2,
+                                                  world.trie4,
+                                                  world.trie6,
+                                                  world.routes4,
+                                                  world.routes6,
+                                                  world.routing4,
+                                                  world.routing6,
+                                                  references,
+                                                  map,
+                                                  world.scheduler);
   const Watcher watcher(*status2, [&](FieldId, const void* key) {
     log.add("c2 " + statusLine(*status2, keyOf<IpGenAddr>(key)));
   });
@@ -63,8 +76,9 @@ TEST_F(FecIdMap, EachClientReprocessesExactlyItsOwnNexthops) {
   nexthop("10.0.0.1");
   run();
   map->fecIdToResolverIdMapIs(7, ResolverId(4));
-  EXPECT_EQ(log.take(), (Events{"status 10.0.0.1 resolved 4 by 10.0.0.0/8",
-                                "c2 status 10.0.0.2 resolved 4 by 10.0.0.0/8"}));
+  EXPECT_EQ(log.take(),
+            (Events{"status 10.0.0.1 resolved 4 by 10.0.0.0/8",
+                    "c2 status 10.0.0.2 resolved 4 by 10.0.0.0/8"}));
 }
 
 TEST_F(FecIdMap, AFecThatOnlyOthersReferenceIsIgnoredWithoutATrace) {
@@ -89,8 +103,8 @@ TEST_F(FecIdMap, AMappedFecWithoutReferencesEndsTheProcess) {
                "reference\"\" failed\\.");
 }
 
-// The route points elsewhere by the time the identifier appears: every nexthop moves away from under
-// the walk.
+// The route points elsewhere by the time the identifier appears: every nexthop moves away from
+// under the walk.
 TEST_F(FecIdMap, AnIdentifierThatAppearsWhileTheNexthopsMoveAwayDrainsTheSetThatIsWalked) {
   start(NexthopStatusFecIdType::resolverId);
   world.route("10.0.0.0/8", {7, 0, 1, 0});
@@ -103,16 +117,17 @@ TEST_F(FecIdMap, AnIdentifierThatAppearsWhileTheNexthopsMoveAwayDrainsTheSetThat
   world.routes4->routeIs(Prefix(prefix("10.0.0.0/8")), {8, 0, 1, 0});
   log.take();
   map->fecIdToResolverIdMapIs(7, ResolverId(5));
-  EXPECT_EQ(log.take(), (Events{
-                            "clientRef 8 c1 added, nexthops: 0",
-                            "key c1 10.0.0.1 removed",
-                            "key c1 10.0.0.1 -> 8",
-                            "status 10.0.0.1 resolved 4 by 10.0.0.0/8",
-                            "key c1 10.0.0.2 removed",
-                            "fecIdRef 7 removed",
-                            "key c1 10.0.0.2 -> 8",
-                            "status 10.0.0.2 resolved 4 by 10.0.0.0/8",
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                "clientRef 8 c1 added, nexthops: 0",
+                "key c1 10.0.0.1 removed",
+                "key c1 10.0.0.1 -> 8",
+                "status 10.0.0.1 resolved 4 by 10.0.0.0/8",
+                "key c1 10.0.0.2 removed",
+                "fecIdRef 7 removed",
+                "key c1 10.0.0.2 -> 8",
+                "status 10.0.0.2 resolved 4 by 10.0.0.0/8",
+            }));
 }
 
 }  // namespace

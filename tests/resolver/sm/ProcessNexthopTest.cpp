@@ -22,8 +22,9 @@ TEST_F(ProcessNexthop, ResolvesThroughItsOwnHostRouteAndThroughTheDefaultRoute) 
   world.route("10.1.2.3/32", {6, 0, 1, 0});
   nexthop("10.1.2.3");
   nexthop("10.1.2.4");
-  EXPECT_EQ(run(), (Events{"status 10.1.2.3 resolved 6 by 10.1.2.3/32",
-                           "status 10.1.2.4 resolved 5 by 0.0.0.0/0"}));
+  EXPECT_EQ(run(),
+            (Events{"status 10.1.2.3 resolved 6 by 10.1.2.3/32",
+                    "status 10.1.2.4 resolved 5 by 0.0.0.0/0"}));
 }
 
 TEST_F(ProcessNexthop, TracksANexthopWhetherOrNotARouteWasFound) {
@@ -54,16 +55,18 @@ TEST_F(ProcessNexthop, RemovalTakesEntryTrackingAndReferenceInThisOrder) {
   run();
   nexthopDel("10.0.0.1");
   traced();
-  EXPECT_EQ(run(), (Events{
-                       resolverLine(8, "handleNexthopReview"),
-                       resolverLine(2, "processNexthop remove nexthopVrfStatusEntry for addr "
-                                       "10.0.0.1"),
-                       resolverLine(7, "processNexthop remove fecId ref for addr 10.0.0.1"),
-                       "clientRef 6 c1 removed",
-                       "key c1 10.0.0.1 removed",
-                       "fecIdRef 6 removed",
-                       resolverLine(1, "handleNexthopReview finished processing 1"),
-                   }));
+  EXPECT_EQ(run(),
+            (Events{
+                resolverLine(8, "handleNexthopReview"),
+                resolverLine(2,
+                             "processNexthop remove nexthopVrfStatusEntry for addr "
+                             "10.0.0.1"),
+                resolverLine(7, "processNexthop remove fecId ref for addr 10.0.0.1"),
+                "clientRef 6 c1 removed",
+                "key c1 10.0.0.1 removed",
+                "fecIdRef 6 removed",
+                resolverLine(1, "handleNexthopReview finished processing 1"),
+            }));
   EXPECT_FALSE(tracked("10.0.0.1"));
 }
 
@@ -72,8 +75,9 @@ TEST_F(ProcessNexthop, RemovalOfANexthopThatWasNeverResolvedIsHarmless) {
   traced();
   resolver->processNexthop(addr("10.0.0.1"));
   EXPECT_EQ(log.take(),
-            (Events{resolverLine(2, "processNexthop remove nexthopVrfStatusEntry for addr "
-                                    "10.0.0.1"),
+            (Events{resolverLine(2,
+                                 "processNexthop remove nexthopVrfStatusEntry for addr "
+                                 "10.0.0.1"),
                     resolverLine(7, "processNexthop remove fecId ref for addr 10.0.0.1")}));
 }
 
@@ -85,13 +89,15 @@ TEST_F(ProcessNexthop, AClientOfFibIdentifiersNeverHasAReference) {
   EXPECT_EQ(run(), (Events{"status 10.0.0.1 resolved 6 by 10.0.0.0/8"}));
   nexthopDel("10.0.0.1");
   traced();
-  EXPECT_EQ(run(), (Events{
-                       resolverLine(8, "handleNexthopReview"),
-                       resolverLine(2, "processNexthop remove nexthopVrfStatusEntry for addr "
-                                       "10.0.0.1"),
-                       "status 10.0.0.1 removed",
-                       resolverLine(1, "handleNexthopReview finished processing 1"),
-                   }));
+  EXPECT_EQ(run(),
+            (Events{
+                resolverLine(8, "handleNexthopReview"),
+                resolverLine(2,
+                             "processNexthop remove nexthopVrfStatusEntry for addr "
+                             "10.0.0.1"),
+                "status 10.0.0.1 removed",
+                resolverLine(1, "handleNexthopReview finished processing 1"),
+            }));
 }
 
 TEST_F(ProcessNexthop, AnEntryWithTheUnsetAddressCountsAsNotConfigured) {
@@ -115,17 +121,17 @@ TEST_F(ProcessNexthop, TracesAdditionWhole) {
   world.route("10.0.0.0/8", {6, 20, 110, 2});
   nexthop("10.0.0.1");
   traced();
-  EXPECT_EQ(
-      run(),
-      (Events{
-          resolverLine(8, "handleNexthopReview"),
-          resolverLine(2, "processNexthop add nexthopVrfStatusEntry for addr 10.0.0.1"),
-          resolverLine(7, "updateNexthopStatus add / replace status 10.0.0.1( fecId: 6)"),
-          resolverLine(7, "updateNexthopStatus addr=10.0.0.1 state=resolved fecId=6 "
-                          "prefix=10.0.0.0/8 metric=20 preference=110 routeType=2 route6Type=0"),
-          "status 10.0.0.1 resolved 6 by 10.0.0.0/8",
-          resolverLine(1, "handleNexthopReview finished processing 1"),
-      }));
+  EXPECT_EQ(run(),
+            (Events{
+                resolverLine(8, "handleNexthopReview"),
+                resolverLine(2, "processNexthop add nexthopVrfStatusEntry for addr 10.0.0.1"),
+                resolverLine(7, "updateNexthopStatus add / replace status 10.0.0.1( fecId: 6)"),
+                resolverLine(7,
+                             "updateNexthopStatus addr=10.0.0.1 state=resolved fecId=6 "
+                             "prefix=10.0.0.0/8 metric=20 preference=110 routeType=2 route6Type=0"),
+                "status 10.0.0.1 resolved 6 by 10.0.0.0/8",
+                resolverLine(1, "handleNexthopReview finished processing 1"),
+            }));
 }
 
 TEST_F(ProcessNexthop, IgnoresAHostRouteUnlessItIsAConfiguredNexthop) {

@@ -99,8 +99,19 @@ TEST_F(ResolverStart, AbsentInputsAreNotSubscribedTo) {
   configure(NexthopStatusFecIdType::fibFecId);
   nexthop("10.0.0.1");
   nexthop("2001:db8::1");
-  resolver = nexthopResolverSmFactory("v1", "c1", config, status, nullptr, nullptr, nullptr, nullptr,
-                                      nullptr, nullptr, nullptr, nullptr, world.scheduler);
+  resolver = nexthopResolverSmFactory("v1",
+                                      "c1",
+                                      config,
+                                      status,
+                                      nullptr,
+                                      nullptr,
+                                      nullptr,
+                                      nullptr,
+                                      nullptr,
+                                      nullptr,
+                                      nullptr,
+                                      nullptr,
+                                      world.scheduler);
   resolver->hasNotificationActiveIs(false);
   resolver->hasNotificationActiveIs(true);
   world.runUntilIdle();
@@ -175,14 +186,26 @@ TEST_F(ResolverStart, InspectionShowsInputsInOrderAndCallsOperationsByName) {
     names.emplace_back(attribute.name);
     EXPECT_FALSE(attribute.value(*resolver).empty()) << attribute.name;
   }
-  EXPECT_EQ(names, (std::vector<std::string>{
-                       "vrfName",          "name",           "nexthopVrfConfig",
-                       "nexthopVrfStatus", "trie4",          "trie6",
-                       "routeStatus",      "route6Status",   "vrfRoutingInfo",
-                       "vrfRouting6Info",  "fecIdToClientHop", "fecIdToResolverId",
-                       "scheduler",        "nexthopTrie4",   "nexthopTrie6",
-                       "reviewNexthop",    "reviewNexthopBookmark", "reviewNexthopTask",
-                       "initialized"}));
+  EXPECT_EQ(names,
+            (std::vector<std::string>{"vrfName",
+                                      "name",
+                                      "nexthopVrfConfig",
+                                      "nexthopVrfStatus",
+                                      "trie4",
+                                      "trie6",
+                                      "routeStatus",
+                                      "route6Status",
+                                      "vrfRoutingInfo",
+                                      "vrfRouting6Info",
+                                      "fecIdToClientHop",
+                                      "fecIdToResolverId",
+                                      "scheduler",
+                                      "nexthopTrie4",
+                                      "nexthopTrie6",
+                                      "reviewNexthop",
+                                      "reviewNexthopBookmark",
+                                      "reviewNexthopTask",
+                                      "initialized"}));
   callOperation(*resolver, "handleNexthopConfig", std::vector<std::string>{"10.0.0.1"});
   EXPECT_EQ(queued(), std::vector<std::string>{"10.0.0.1"});
 }

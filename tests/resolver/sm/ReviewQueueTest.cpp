@@ -110,8 +110,9 @@ TEST_F(ReviewQueue, AnEmptySetFinishesWithZeroAndIsNotRescheduled) {
   start();
   traced();
   resolver->reviewNexthopTask()->scheduleTask();
-  EXPECT_EQ(run(), (Events{resolverLine(8, "handleNexthopReview"),
-                           resolverLine(1, "handleNexthopReview finished processing 0")}));
+  EXPECT_EQ(run(),
+            (Events{resolverLine(8, "handleNexthopReview"),
+                    resolverLine(1, "handleNexthopReview finished processing 0")}));
   EXPECT_FALSE(scheduled());
 }
 
@@ -135,8 +136,7 @@ TEST_F(ReviewQueue, TheTaskIsKeptForTheSameSchedulerPriorityAndNameAndReplacedOt
   const Ptr<Task> byPriority =
       resolver->reviewNexthopTaskIs(world.scheduler, TaskPriority{4}, name);
   EXPECT_NE(byPriority, task);
-  const Ptr<Task> byName =
-      resolver->reviewNexthopTaskIs(world.scheduler, TaskPriority{4}, "other");
+  const Ptr<Task> byName = resolver->reviewNexthopTaskIs(world.scheduler, TaskPriority{4}, "other");
   EXPECT_NE(byName, byPriority);
   const auto otherScheduler = makeEntity<TaskScheduler>(world.clock);
   EXPECT_NE(resolver->reviewNexthopTaskIs(otherScheduler, TaskPriority{4}, "other"), byName);

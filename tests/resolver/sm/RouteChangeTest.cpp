@@ -15,8 +15,8 @@ class RouteChange : public ResolverFixture {
  protected:
   RouteChange() {
     start();
-    for (const char* text : {"10.1.2.3", "10.2.0.1", "192.0.2.1", "2001:db8:1::1", "2001:db8:2::1",
-                             "2001:db9::1"}) {
+    for (const char* text :
+         {"10.1.2.3", "10.2.0.1", "192.0.2.1", "2001:db8:1::1", "2001:db8:2::1", "2001:db9::1"}) {
       nexthop(text);
     }
     run();
@@ -58,8 +58,9 @@ TEST_F(RouteChange, OfTheDefaultRouteQueuesEveryNexthopOfItsFamilyOnly) {
 TEST_F(RouteChange, OfTheUnsetPrefixIsIgnored) {
   world.trie4->changedPrefixIs(IpGenPrefix());
   world.trie6->changedPrefixIs(IpGenPrefix());
-  EXPECT_EQ(log.take(), (Events{resolverLine(8, "handle4ChangedRoute prefix - (ignored)"),
-                                resolverLine(8, "handle6ChangedRoute prefix - (ignored)")}));
+  EXPECT_EQ(log.take(),
+            (Events{resolverLine(8, "handle4ChangedRoute prefix - (ignored)"),
+                    resolverLine(8, "handle6ChangedRoute prefix - (ignored)")}));
   EXPECT_TRUE(queued().empty());
   EXPECT_FALSE(scheduled());
 }
@@ -67,9 +68,10 @@ TEST_F(RouteChange, OfTheUnsetPrefixIsIgnored) {
 TEST_F(RouteChange, WithoutATrackedNexthopInsideIsIgnoredAndSchedulesNothing) {
   world.route("172.16.0.0/12", {12, 0, 1, 0});
   world.route("2001:dba::/32", {12, 0, 1, 0});
-  EXPECT_EQ(log.take(),
-            (Events{resolverLine(8, "handle4ChangedRoute prefix 172.16.0.0/12 ignored (no match)"),
-                    resolverLine(8, "handle6ChangedRoute prefix 2001:dba::/32 ignored (no match)")}));
+  EXPECT_EQ(
+      log.take(),
+      (Events{resolverLine(8, "handle4ChangedRoute prefix 172.16.0.0/12 ignored (no match)"),
+              resolverLine(8, "handle6ChangedRoute prefix 2001:dba::/32 ignored (no match)")}));
   EXPECT_FALSE(scheduled());
 }
 
@@ -96,8 +98,9 @@ TEST_F(RouteChange, OfTwoPrefixesBeforeTheReviewQueuesTheUnionOnce) {
   EXPECT_EQ(queued(), (Strings{"10.1.2.3", "10.2.0.1"}));
   traces.reset();
   log.take();
-  EXPECT_EQ(run(), (Events{"status 10.1.2.3 resolved 13 by 10.1.0.0/16",
-                           "status 10.2.0.1 resolved 12 by 10.0.0.0/8"}));
+  EXPECT_EQ(run(),
+            (Events{"status 10.1.2.3 resolved 13 by 10.1.0.0/16",
+                    "status 10.2.0.1 resolved 12 by 10.0.0.0/8"}));
 }
 
 TEST_F(RouteChange, OfARouteThatOnlyChangedItsMetricReachesTheEntry) {

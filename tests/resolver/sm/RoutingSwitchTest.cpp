@@ -41,11 +41,13 @@ TEST_F(RoutingSwitch, OffTracesWhole) {
   EXPECT_EQ(log.take(),
             (Events{
                 resolverLine(8, "handleRouting6 IPv6 routing: false"),
-                resolverLine(8, "handlePrefix update resolution state for hop  2001:db8::1 to "
-                                "failed "),
+                resolverLine(8,
+                             "handlePrefix update resolution state for hop  2001:db8::1 to "
+                             "failed "),
                 "status 2001:db8::1 failed",
-                resolverLine(8, "handlePrefix update resolution state for hop  2001:db8::2 to "
-                                "failed "),
+                resolverLine(8,
+                             "handlePrefix update resolution state for hop  2001:db8::2 to "
+                             "failed "),
                 "status 2001:db8::2 failed",
             }));
   traces.reset();
@@ -79,9 +81,10 @@ TEST_F(RoutingSwitch, OnQueuesEveryNexthopOfTheFamilyAndSchedulesOnce) {
   EXPECT_EQ(queued(), (Strings{"10.0.0.1", "10.0.0.2", "10.0.0.3"}));
   EXPECT_TRUE(scheduled());
   traces.reset();
-  EXPECT_EQ(run(), (Events{"status 10.0.0.1 resolved 4 by 0.0.0.0/0",
-                           "status 10.0.0.2 resolved 4 by 0.0.0.0/0",
-                           "status 10.0.0.3 resolved 4 by 0.0.0.0/0"}));
+  EXPECT_EQ(run(),
+            (Events{"status 10.0.0.1 resolved 4 by 0.0.0.0/0",
+                    "status 10.0.0.2 resolved 4 by 0.0.0.0/0",
+                    "status 10.0.0.3 resolved 4 by 0.0.0.0/0"}));
 }
 
 TEST_F(RoutingSwitch, OnWithoutNexthopsOfTheFamilySchedulesNothing) {
@@ -120,7 +123,9 @@ TEST_F(RoutingSwitch, AnIdentifierThatChangesWhileRoutingIsOffWritesAFailedEntry
   log.take();
   map->fecIdToResolverIdMapIs(12, ResolverId(5));
   EXPECT_EQ(log.take(),
-            (Events{"status 10.0.0.1 failed", "status 10.0.0.2 failed", "status 10.0.0.3 failed",
+            (Events{"status 10.0.0.1 failed",
+                    "status 10.0.0.2 failed",
+                    "status 10.0.0.3 failed",
                     "status 2001:db8::1 resolved 5 by ::/0",
                     "status 2001:db8::2 resolved 5 by ::/0"}));
 }

@@ -58,18 +58,21 @@ TEST_F(StatusUpdate, WithRoutingDisabledTheEntryFailsAlthoughARouteMatches) {
   world.routing4->routingEnabledIs(false);
   nexthop("10.0.0.1");
   traced();
-  EXPECT_EQ(run(), (Events{
-                       resolverLine(8, "handleNexthopReview"),
-                       resolverLine(2, "processNexthop add nexthopVrfStatusEntry for addr "
-                                       "10.0.0.1"),
-                       resolverLine(7, "updateNexthopStatus update resolution state for addr "
-                                       "10.0.0.1 to failed (routing is disabled)"),
-                       "7 NexthopResolverSm: Setting entry with failed resolution status: "
-                       "addr=10.0.0.1 state=failed fecId=0 prefix=- metric=0 preference=1 "
-                       "routeType=0 route6Type=0",
-                       "status 10.0.0.1 failed",
-                       resolverLine(1, "handleNexthopReview finished processing 1"),
-                   }));
+  EXPECT_EQ(run(),
+            (Events{
+                resolverLine(8, "handleNexthopReview"),
+                resolverLine(2,
+                             "processNexthop add nexthopVrfStatusEntry for addr "
+                             "10.0.0.1"),
+                resolverLine(7,
+                             "updateNexthopStatus update resolution state for addr "
+                             "10.0.0.1 to failed (routing is disabled)"),
+                "7 NexthopResolverSm: Setting entry with failed resolution status: "
+                "addr=10.0.0.1 state=failed fecId=0 prefix=- metric=0 preference=1 "
+                "routeType=0 route6Type=0",
+                "status 10.0.0.1 failed",
+                resolverLine(1, "handleNexthopReview finished processing 1"),
+            }));
   expectFailedEntry(*status, addr("10.0.0.1"));
   EXPECT_EQ(referenced("10.0.0.1"), 0U);
 }
@@ -81,8 +84,8 @@ TEST_F(StatusUpdate, RoutingIsReadOfTheNexthopsOwnFamily) {
   world.routing4->routingEnabledIs(false);
   nexthop("10.0.0.1");
   nexthop("2001:db8::1");
-  EXPECT_EQ(run(), (Events{"status 10.0.0.1 failed",
-                           "status 2001:db8::1 resolved 13 by 2001:db8::/32"}));
+  EXPECT_EQ(run(),
+            (Events{"status 10.0.0.1 failed", "status 2001:db8::1 resolved 13 by 2001:db8::/32"}));
 }
 
 TEST_F(StatusUpdate, WithoutARouteTheEntryFailsAndTheTraceNamesTheEmptyPrefix) {
@@ -91,8 +94,10 @@ TEST_F(StatusUpdate, WithoutARouteTheEntryFailsAndTheTraceNamesTheEmptyPrefix) {
   traced();
   const Events events = run();
   ASSERT_EQ(events.size(), 6U);
-  EXPECT_EQ(events[2], resolverLine(7, "updateNexthopStatus update resolution state for addr "
-                                       "10.0.0.1 to failed (no route for prefix -)"));
+  EXPECT_EQ(events[2],
+            resolverLine(7,
+                         "updateNexthopStatus update resolution state for addr "
+                         "10.0.0.1 to failed (no route for prefix -)"));
   expectFailedEntry(*status, addr("10.0.0.1"));
 }
 
@@ -101,8 +106,10 @@ TEST_F(StatusUpdate, APrefixInTheTrieWithoutARouteInTheTableFails) {
   world.trie4->routeIs(prefix("10.0.0.0/8"), true);
   nexthop("10.0.0.1");
   traced();
-  EXPECT_EQ(run()[2], resolverLine(7, "updateNexthopStatus update resolution state for addr "
-                                      "10.0.0.1 to failed (no route for prefix 10.0.0.0/8)"));
+  EXPECT_EQ(run()[2],
+            resolverLine(7,
+                         "updateNexthopStatus update resolution state for addr "
+                         "10.0.0.1 to failed (no route for prefix 10.0.0.0/8)"));
 }
 
 TEST_F(StatusUpdate, NoMatchFindsNoRouteEvenWhenTheTableHoldsADefaultRoute) {
@@ -187,13 +194,14 @@ TEST_F(StatusUpdate, AnotherFecMovesTheReferenceNewBeforeOld) {
   run();
   const ReferenceWatch watch(*references, log);
   world.route("10.0.0.0/8", {13, 0, 1, 0});
-  EXPECT_EQ(run(), (Events{
-                       "fecIdRef 13 added, clients: 0",
-                       "clientRef 13 c1 added, nexthops: 0",
-                       "key c1 10.0.0.1 removed",
-                       "fecIdRef 12 removed",
-                       "key c1 10.0.0.1 -> 13",
-                   }));
+  EXPECT_EQ(run(),
+            (Events{
+                "fecIdRef 13 added, clients: 0",
+                "clientRef 13 c1 added, nexthops: 0",
+                "key c1 10.0.0.1 removed",
+                "fecIdRef 12 removed",
+                "key c1 10.0.0.1 -> 13",
+            }));
 }
 
 TEST_F(StatusUpdate, ACorruptRouteIsReportedWithItsMessageAndReadAsNoRoute) {
@@ -248,8 +256,14 @@ TEST_F(StatusUpdate, LackOfMemoryInAReadIsNoCorruptionAndReachesTheCaller) {
   start();
   const auto table = makeEntity<ExhaustedTable>();
   const auto update = [&] {
-    updateNexthopStatus("c1", resolver.get(), status, references, Ptr<const FecIdToResolverId>(map),
-                        addr("10.0.0.1"), true, Ptr<const Fib::RouteStatus>(table),
+    updateNexthopStatus("c1",
+                        resolver.get(),
+                        status,
+                        references,
+                        Ptr<const FecIdToResolverId>(map),
+                        addr("10.0.0.1"),
+                        true,
+                        Ptr<const Fib::RouteStatus>(table),
                         prefix("10.0.0.0/8"));
   };
   EXPECT_THROW(update(), std::bad_alloc);
@@ -259,8 +273,14 @@ TEST_F(StatusUpdate, LackOfMemoryInAReadIsNoCorruptionAndReachesTheCaller) {
 TEST_F(StatusUpdate, TheIpv6InstanceRefusesAPrefixOfTheOtherFamily) {
   start();
   const auto update = [&](const IpGenPrefix& matched) {
-    updateNexthopStatus("c1", resolver.get(), status, references, Ptr<const FecIdToResolverId>(map),
-                        addr("2001:db8::1"), true, Ptr<const Fib6::RouteStatus>(world.routes6),
+    updateNexthopStatus("c1",
+                        resolver.get(),
+                        status,
+                        references,
+                        Ptr<const FecIdToResolverId>(map),
+                        addr("2001:db8::1"),
+                        true,
+                        Ptr<const Fib6::RouteStatus>(world.routes6),
                         matched);
   };
   EXPECT_THROW(update(prefix("10.0.0.0/8")), RangeError);
@@ -272,8 +292,13 @@ TEST_F(StatusUpdate, TheIpv6InstanceRefusesAPrefixOfTheOtherFamily) {
 TEST_F(StatusUpdate, AResolvedAddressOfNoFamilyEndsTheProcess) {
   start();
   world.route("10.0.0.0/8", {12, 0, 1, 0});
-  EXPECT_DEATH(updateNexthopStatus("c1", resolver.get(), status, references,
-                                   Ptr<const FecIdToResolverId>(map), IpGenAddr(), true,
+  EXPECT_DEATH(updateNexthopStatus("c1",
+                                   resolver.get(),
+                                   status,
+                                   references,
+                                   Ptr<const FecIdToResolverId>(map),
+                                   IpGenAddr(),
+                                   true,
                                    Ptr<const Fib::RouteStatus>(world.routes4),
                                    prefix("10.0.0.0/8")),
                "Assertion \"!\"invalid address family\"\" failed\\.");

@@ -23,12 +23,13 @@ TEST_F(Teardown, RemovesTheReferencesOfConfiguredNexthopsAndKeepsThoseOfOthers) 
   const ReferenceWatch watch(*references, log);
   traced();
   resolver = nullptr;
-  EXPECT_EQ(log.take(), (Events{
-                            resolverLine(8, "handleCleanup"),
-                            "key c1 10.0.0.1 removed",
-                            "fecIdRef 7 removed",
-                            "key c1 10.1.0.1 removed",
-                        }));
+  EXPECT_EQ(log.take(),
+            (Events{
+                resolverLine(8, "handleCleanup"),
+                "key c1 10.0.0.1 removed",
+                "fecIdRef 7 removed",
+                "key c1 10.1.0.1 removed",
+            }));
   EXPECT_EQ(referenced("10.1.0.9", "other"), 8U);
 }
 
@@ -85,9 +86,19 @@ TEST_F(Teardown, UnsubscribesFromEveryInputAndReleasesIt) {
 
 TEST_F(Teardown, AResolverWhoseNotificationsWereNeverSwitchedOnUnsubscribesToo) {
   configure(NexthopStatusFecIdType::resolverId);
-  auto machine = makeEntity<NexthopResolverSm>(
-      "v1", "c1", config, status, world.trie4, world.trie6, world.routes4, world.routes6,
-      world.routing4, world.routing6, references, map, world.scheduler);
+  auto machine = makeEntity<NexthopResolverSm>("v1",
+                                               "c1",
+                                               config,
+                                               status,
+                                               world.trie4,
+                                               world.trie6,
+                                               world.routes4,
+                                               world.routes6,
+                                               world.routing4,
+                                               world.routing6,
+                                               references,
+                                               map,
+                                               world.scheduler);
   EXPECT_TRUE(config->hasSubscribers());
   machine = nullptr;
   EXPECT_FALSE(config->hasSubscribers());
