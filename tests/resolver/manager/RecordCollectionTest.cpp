@@ -232,6 +232,16 @@ TYPED_TEST(RecordCollection, RemovalTakesThePointerThenTheWatcherThenEvaluatesTh
   EXPECT_FALSE(watcher->subscribed());
 }
 
+// Switching notifications on subscribes the watchers of a zombie too; the mark alone holds them back.
+TYPED_TEST(RecordCollection, RemovalSwitchesAWatcherOffThatWasAZombieBefore) {
+  TypeParam::ptrIs(*this->manager, "c1", this->record());
+  const auto watcher = this->watcher("c1");
+  this->manager->doZombieReactors(true);
+  watcher->hasNotificationActiveIs(true);
+  TypeParam::ptrDel(*this->manager, "c1");
+  EXPECT_FALSE(watcher->subscribed());
+}
+
 TYPED_TEST(RecordCollection, AWatcherOfAZombieIsAZombie) {
   this->manager->doZombieReactors(true);
   const auto record = this->record();
