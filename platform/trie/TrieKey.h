@@ -39,6 +39,7 @@ struct TrieKey32 {
 
   // The six bits at `depth`, below 32.
   constexpr unsigned chunk(unsigned depth) const noexcept {
+    // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): the depth is below 32
     return static_cast<unsigned>((std::uint64_t{value} << 32U << depth) >> 58U);
   }
   // The key with these six bits at `depth`, where it has zeros.

@@ -12,6 +12,11 @@
 #include <iterator>
 #include <string>
 
+// The program under test; the build says where it is.
+#ifndef NEXTHOP_REPLAY_COMMAND
+#define NEXTHOP_REPLAY_COMMAND "nexthop-replay"
+#endif
+
 namespace Routing::Replay {
 
 struct Outcome {
