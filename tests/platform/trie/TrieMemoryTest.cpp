@@ -257,5 +257,32 @@ TYPED_TEST(TrieMemory, RandomHostsTakeFewBytesEach) {
   EXPECT_LE(trie.memory() / trie.size(), this->ipv4 ? 24U : 40U);
 }
 
+// Before it has a dense top the trie has few nodes; without it, it would need more than a chunk.
+TEST(TrieMemoryOfDenseTop, ItStaysUntilThereIsMemoryForNodesInItsPlace) {
+  constexpr std::uint32_t limit = PrefixTrie<TrieFamily4>::topLimit;
+  const auto nth18 = [](std::uint32_t index) {
+    return IpGenPrefix(IpGenAddr::ipv4(index << 14U), 18);
+  };
+  PrefixTrie<TrieFamily4> trie;
+  for (std::uint32_t i = 0; i <= limit; ++i) {
+    trie.insert(nth18(i));
+  }
+  for (std::uint32_t i = 0; i < limit / 4; ++i) {
+    trie.insert(nth18(limit * 2 + i / 2 * 64 + i % 2));
+  }
+  {
+    const NoMemory none;
+    for (std::uint32_t i = 0; i <= limit; ++i) {
+      EXPECT_TRUE(trie.erase(nth18(i)));
+    }
+  }
+  EXPECT_TRUE(trie.hasDenseTop());
+  EXPECT_EQ("", trie.checkInvariants());
+  EXPECT_TRUE(trie.erase(nth18(limit * 2)));
+  EXPECT_FALSE(trie.hasDenseTop());
+  EXPECT_EQ("", trie.checkInvariants());
+  EXPECT_EQ(limit / 4 - 1, walked(trie, prefix("0.0.0.0/0")).size());
+}
+
 }  // namespace
 }  // namespace Routing

@@ -232,7 +232,8 @@ TYPED_TEST(RecordCollection, RemovalTakesThePointerThenTheWatcherThenEvaluatesTh
   EXPECT_FALSE(watcher->subscribed());
 }
 
-// Switching notifications on subscribes the watchers of a zombie too; the mark alone holds them back.
+// Switching notifications on subscribes the watchers of a zombie too; the mark alone holds them
+// back.
 TYPED_TEST(RecordCollection, RemovalSwitchesAWatcherOffThatWasAZombieBefore) {
   TypeParam::ptrIs(*this->manager, "c1", this->record());
   const auto watcher = this->watcher("c1");
