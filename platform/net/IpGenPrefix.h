@@ -10,7 +10,8 @@
 // be in one of three states:
 //   a prefix    made from a prefix of the table's own family
 //   unset       made from the empty prefix; valid, and equal to no prefix, so a lookup finds
-//   nothing not valid   made from a prefix of the other family; validAsPrefix() is false
+//               nothing
+//   not valid   made from a prefix of the other family; validAsPrefix() is false
 //
 // Text: CIDR, "-" for the empty prefix.
 

@@ -20,8 +20,9 @@
 //
 // A table entry: size 4, check 4, number 4, kind 1, level 1, argument count 2, then
 //   message      for each argument its kind 1 and the number of its enumeration, or 0, 4; the
-//   format facility     the name enumeration  the name; the member count 4; for each member its
-//   value 8 and its name
+//                format
+//   facility     the name
+//   enumeration  the name; the member count 4; for each member its value 8 and its name
 // A message refers to enumerations that stand before it.
 //
 // A record: size 4, check 4, sequence 8, time 8, message 4, facility 4, encoded arguments. Records

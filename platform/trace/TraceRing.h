@@ -13,8 +13,7 @@
 //
 // Invariants:
 //   1. The file holds all that decoding needs: the format of each message, the name of each
-//   facility
-//      and the members of each enumeration enter its table when they are first used.
+//      facility and the members of each enumeration enter its table when they are first used.
 //   2. What decodes reads exactly as the text trace of the same statement. There is one exception,
 //      rule 4.
 //   3. When the table is full, a message that is not in it is kept as its text.

@@ -23,8 +23,7 @@
 //
 // Invariants:
 //   1. A prefix is in exactly one place: a bit of the node at its own level, or a leaf when there
-//   is
-//      no such node.
+//      is no such node.
 //   2. Key bits after a node's depth or a leaf's length are zero.
 //   3. A node has at least two prefix and child bits together. (A node left with one prefix when no
 //      memory for a leaf could be had stays as it is; it answers like any other.)

@@ -22,9 +22,8 @@
 //   2. used() counts what was taken and not given back.
 //   3. Given elements are taken again before new ones, the last given first.
 //   4. Chunks are kept until trim() finds nothing used, when all but the first go. A pool keeps
-//   arrays
-//      of one size class for that class: what it holds is bounded by the sum over the classes of
-//      the most that was ever used at one time.
+//      arrays of one size class for that class: what it holds is bounded by the sum over the
+//      classes of the most that was ever used at one time.
 
 #include <array>
 #include <cstddef>

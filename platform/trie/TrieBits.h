@@ -9,12 +9,12 @@
 // each of the 64 slots, as `children` has.
 //
 // Everything a trie asks is a mask over these words:
-//   longest match   the ancestors of a 6-bit chunk are one mask; the highest bit left is the
-//   longest what is inside  the subtree of a local prefix is a mask in `low` and one range of slots
-//   in
-//                   `high` and `children`
-//   walk order      by slot; at a slot the shorter local prefixes that start there come first, then
-//                   the one of length 6, then what is below the slot
+//   longest match    the ancestors of a 6-bit chunk are one mask; the highest bit left is the
+//                    longest
+//   what is inside   the subtree of a local prefix is a mask in `low` and one range of slots in
+//                    `high` and `children`
+//   walk order       by slot; at a slot the shorter local prefixes that start there come first,
+//                    then the one of length 6, then what is below the slot
 
 #include <algorithm>
 #include <array>
