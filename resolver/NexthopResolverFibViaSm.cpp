@@ -296,7 +296,7 @@ ResolverId NexthopResolverFibViaSm::newResolverId(FecId fecId) {
 }
 
 bool NexthopResolverFibViaSm::isReferenced(FecId fecId) const {
-  return fecIdToClientHop_ && fecIdToClientHop_->fecIdRef().has(fecId);
+  return fecIdToClientHop_ && fecIdToClientHop_->fecIdRefHas(fecId);
 }
 
 // A table that is found corrupt is told so and read as holding no such FEC. Lack of memory is no

@@ -2,20 +2,19 @@
 
 // The bookkeeping that the resolvers and the FIB-via machine of a VRF share.
 //
-//   FecIdToClientHop     which client nexthops resolve through which FEC. Resolvers write it, the
-//                        FIB-via machine reads it and learns of a FEC's first and last reference.
-//   FecIdToResolverId    which ResolverId a FEC has. The FIB-via machine writes it, resolvers read
-//   it. ResolverIdAllocator  where ResolverIds come from. The FIB-via machine's own.
+//   FecIdToClientHop      which client nexthops resolve through which FEC. Resolvers write it, the
+//                         FIB-via machine reads it and learns of a FEC's first and last reference.
+//   FecIdToResolverId     which ResolverId a FEC has. The FIB-via machine writes it, resolvers read
+//                         it.
+//   ResolverIdAllocator   where ResolverIds come from. The FIB-via machine's own.
 //
 // Owner of the first two: the VRF's manager, which makes them at start-up and shares them out.
 //
 // FecIdToClientHop holds a tree, FEC -> client -> nexthops, and the way back, key -> FEC:
 //   1. A client nexthop is referenced under at most one FEC; under two only inside a move, where
-//   the
-//      new reference comes before the old one goes.
+//      the new reference comes before the old one goes.
 //   2. A key maps to f exactly when the client's record under f holds the nexthop, but for the
-//   steps
-//      inside one operation.
+//      steps inside one operation.
 //   3. No FEC record is without a client, no client record without a nexthop, but during its own
 //      notification of appearance.
 //
@@ -80,6 +79,7 @@ class NexthopResolverClientRef final : public DumpableEntity {
 
   const String& clientName() const noexcept { return clientName_; }
   const DenseSet<IpGenAddr>& nexthopRef() const noexcept { return nexthopRef_; }
+  bool nexthopRefHas(const IpGenAddr& nexthop) const noexcept { return nexthopRef_.has(nexthop); }
   void nexthopRefIs(IpGenAddr nexthop) { nexthopRef_.insert(nexthop); }
   // True when it was a member.
   bool nexthopRefDel(IpGenAddr nexthop) { return nexthopRef_.remove(nexthop).has_value(); }
@@ -110,6 +110,7 @@ class NexthopResolverFecIdRef final : public DumpableEntity, public Publisher {
   Ptr<NexthopResolverClientRef> clientRef(const String& clientName) const {
     return clientRef_.value(clientName);
   }
+  bool clientRefHas(const String& clientName) const noexcept { return clientRef_.has(clientName); }
   // The client's record, made if absent. Publishes: the name, when made; the record is empty then.
   Ptr<NexthopResolverClientRef> clientRefIs(const String& clientName);
   // Returns what was removed, or null. Publishes: the name, if it was there.
@@ -151,6 +152,7 @@ class FecIdToClientHop final : public DumpableEntity, public Publisher {
   const FecIdRefs& fecIdRef() const noexcept { return fecIdRef_; }
   // Null when there is none.
   Ptr<NexthopResolverFecIdRef> fecIdRef(FecId fecId) const { return fecIdRef_.value(fecId); }
+  bool fecIdRefHas(FecId fecId) const noexcept { return fecIdRef_.has(fecId); }
   // The FEC's record, made if absent. Publishes: the FEC, when made; the record is empty then, and
   // the caller fills it at once.
   Ptr<NexthopResolverFecIdRef> fecIdRefIs(FecId fecId);
@@ -162,6 +164,9 @@ class FecIdToClientHop final : public DumpableEntity, public Publisher {
   // 0 when there is none.
   FecId clientNexthopToFecId(const NexthopResolverClientNexthopKey& key) const {
     return clientNexthopToFecId_.value(key);
+  }
+  bool clientNexthopToFecIdHas(const NexthopResolverClientNexthopKey& key) const noexcept {
+    return clientNexthopToFecId_.has(key);
   }
   // Publishes: the key, unless it has this FEC already.
   void clientNexthopToFecIdIs(const NexthopResolverClientNexthopKey& key, FecId fecId) {

@@ -39,6 +39,13 @@ TEST(ClientRef, RemovingTellsWhetherItWasAMember) {
   EXPECT_TRUE(record->nexthopRef().empty());
 }
 
+TEST(ClientRef, TellsWhetherANexthopIsAMember) {
+  const auto record = makeEntity<NexthopResolverClientRef>("bgp");
+  record->nexthopRefIs(addr("10.0.0.1"));
+  EXPECT_TRUE(record->nexthopRefHas(addr("10.0.0.1")));
+  EXPECT_FALSE(record->nexthopRefHas(addr("10.0.0.2")));
+}
+
 TEST(ClientRef, RemovingAllLeavesNoMember) {
   const auto record = makeEntity<NexthopResolverClientRef>("bgp");
   record->nexthopRefIs(addr("10.0.0.1"));
@@ -94,6 +101,12 @@ TEST_F(FecIdRef, AskingForAClientMakesItsRecordOnceAndPublishesOnce) {
   EXPECT_EQ(record->clientRefIs("bgp"), made);
   EXPECT_EQ(record->clientRef("bgp"), made);
   EXPECT_EQ(log.take(), (Events{"bgp added, nexthops: 0"}));
+}
+
+TEST_F(FecIdRef, TellsWhetherAClientHasARecord) {
+  record->clientRefIs("bgp");
+  EXPECT_TRUE(record->clientRefHas("bgp"));
+  EXPECT_FALSE(record->clientRefHas("ospf"));
 }
 
 TEST_F(FecIdRef, RemovingAClientReturnsItsRecordAndPublishesOnce) {

@@ -63,6 +63,14 @@ TEST_F(FecIdToClientHopTest, AskingForAFecMakesItsRecordOnceAndPublishesOnce) {
   EXPECT_EQ(log.take(), (Events{"fecIdRef 12 added, clients: 0"}));
 }
 
+TEST_F(FecIdToClientHopTest, TellsWhetherAFecHasARecordAndAKeyAFec) {
+  add(12, "bgp", "10.0.0.1");
+  EXPECT_TRUE(references->fecIdRefHas(12));
+  EXPECT_FALSE(references->fecIdRefHas(13));
+  EXPECT_TRUE(references->clientNexthopToFecIdHas(Key("bgp", addr("10.0.0.1"))));
+  EXPECT_FALSE(references->clientNexthopToFecIdHas(Key("ospf", addr("10.0.0.1"))));
+}
+
 TEST_F(FecIdToClientHopTest, RemovingAFecReturnsItsRecordAndPublishesOnce) {
   const auto made = references->fecIdRefIs(12);
   log.take();
