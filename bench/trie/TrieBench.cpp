@@ -1,5 +1,5 @@
 // The trie beside a binary trie and a Patricia tree over one table: time and bytes, and how many
-// times the others' figure is the trie's. PrefixTable.h says which table.
+// times the others' figure is the trie's. Tables.h says which table.
 //
 //   longestMatch   a random prefix of the table, then a random address in it
 //   longerPresent  a random prefix of the table
@@ -15,15 +15,18 @@
 #include <cstdio>
 #include <map>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
-#include "bench/trie/PrefixTable.h"
+#include "bench/support/Tables.h"
 #include "bench/trie/Twins.h"
 #include "platform/trie/PrefixTrie.h"
 
 namespace Routing::TrieBench {
 namespace {
+
+using Bench::prefixTable;
 
 constexpr std::size_t queryCount = std::size_t{1} << 20U;
 
@@ -63,7 +66,7 @@ const std::vector<IpGenPrefix>& randomHosts(AddressFamily family) {
 }
 
 // Random members of the table.
-std::vector<IpGenPrefix> members(const std::vector<IpGenPrefix>& table) {
+std::vector<IpGenPrefix> members(std::span<const IpGenPrefix> table) {
   std::mt19937_64 random(1);
   std::vector<IpGenPrefix> queries;
   queries.reserve(queryCount);
@@ -73,7 +76,7 @@ std::vector<IpGenPrefix> members(const std::vector<IpGenPrefix>& table) {
   return queries;
 }
 
-std::vector<IpGenPrefix> addressesIn(const std::vector<IpGenPrefix>& table) {
+std::vector<IpGenPrefix> addressesIn(std::span<const IpGenPrefix> table) {
   std::mt19937_64 random(2);
   std::vector<IpGenPrefix> queries = members(table);
   for (IpGenPrefix& query : queries) {
@@ -141,7 +144,7 @@ void walkSubtree(benchmark::State& state) {
 template <class Trie>
 void walk(benchmark::State& state) {
   const Trie& trie = fullTrie<Trie>();
-  const std::vector<IpGenPrefix>& table = prefixTable(familyOf<Trie>);
+  const auto table = prefixTable(familyOf<Trie>);
   const IpGenPrefix all(table.front().family() == AddressFamily::ipv4
                             ? IpGenAddr::ipv4(0)
                             : IpGenAddr::ipv6(IpGenAddr::Words{}),
@@ -167,7 +170,7 @@ void change(benchmark::State& state) {
 
 template <class Trie>
 void build(benchmark::State& state) {
-  const std::vector<IpGenPrefix>& table = prefixTable(familyOf<Trie>);
+  const auto table = prefixTable(familyOf<Trie>);
   while (state.KeepRunningBatch(static_cast<benchmark::IterationCount>(table.size()))) {
     Trie trie;
     for (const IpGenPrefix& prefix : table) {

@@ -1,0 +1,101 @@
+// Routing switched off and on, FECs that change, nexthops that go.
+
+#include "bench/support/Measure.h"
+#include "bench/support/Vrf.h"
+#include "bench/table/Events.h"
+#include "bench/table/Lines.h"
+
+namespace Routing::Bench {
+
+namespace {
+
+constexpr std::size_t nexthopCount = 100000;
+constexpr double each = nexthopCount;
+
+void routingSwitch(Report& report, Tables& full) {
+  report.lineIs("routing off and on, N = 100,000 nexthops");
+  World world(full);
+  world.client("client", fibFecId, below(privateBlock(), nexthopCount));
+  world.start();
+  world.run();
+  Cost on;
+  const Cost off = medianOf5([&] {
+    const Cost run = costOf([&world] {
+      world.routingInfo4->routingEnabledIs(false);
+      world.run();
+    });
+    on = costOf([&world] {
+      world.routingInfo4->routingEnabledIs(true);
+      world.run();
+    });
+    return run;
+  });
+  report.timeAtMostUnits("off, a nexthop", off.seconds / each, 4);
+  report.timeAtMostUnits("on, a nexthop", on.seconds / each, 10);
+  report.allocationsAre("off, a nexthop", off.allocations, each);
+  report.allocationsAre("on, a nexthop", on.allocations, each);
+}
+
+// Counts the records that are published.
+class RecordCount final : public Notifiee {
+ public:
+  explicit RecordCount(const Publisher& publisher) { subscribe(publisher); }
+  void onAttribute(FieldId /*field*/, const void* /*key*/) override { ++count; }
+  std::size_t count = 0;
+};
+
+void fecChange(Report& report, Tables& full) {
+  constexpr std::size_t rounds = 1000;
+  report.lineIs("FEC change under N = 100,000 references");
+  full.addRoute(privateBlock(), routeOf(0));
+  World world(full);
+  world.client("client", resolverId, below(privateBlock(), nexthopCount));
+  world.start();
+  world.run();
+  RecordCount records(world.published());
+  full.fecIs(Tables::firstFec, 1);
+  report.countIs("records replaced", records.count, 1);
+  for (const std::size_t vias : {std::size_t{1}, std::size_t{64}}) {
+    const Cost cost = medianOf5([&] {
+      return costOf([&] {
+        for (std::size_t i = 0; i < rounds; ++i) {
+          full.fecIs(Tables::firstFec, vias);
+        }
+      });
+    });
+    const double change = cost.seconds / rounds;
+    if (vias == 1) {
+      report.timeAtMost("a FEC of one via", change, 1 * microsecond);
+    } else {
+      report.timeShown("a FEC of 64 vias", change, "1 us and the vias");
+    }
+    report.allocationsAre(vias == 1 ? "a FEC of one via" : "a FEC of 64 vias",
+                          cost.allocations,
+                          rounds);
+  }
+  full.fecIs(Tables::firstFec, 1);
+  world.stop();
+  full.removeRoute(privateBlock());
+}
+
+void unregistering(Report& report, Tables& full) {
+  constexpr std::size_t few = 1000;
+  constexpr std::size_t many = 1000000;
+  report.lineIs("unregistering all N in random order, all sharing one FEC");
+  const Cost least = costOfUnregistering(full, few);
+  const Cost some = costOfUnregistering(full, nexthopCount);
+  const Cost most = costOfUnregistering(full, many);
+  report.timeAtMostUnits("N = 100,000, a nexthop", some.seconds / each, 12);
+  report.growthAtMost("from N = 1,000 to 1,000,000", least.seconds / few, most.seconds / many, 3);
+  report.allocationsAre("a nexthop", some.allocations, each);
+}
+
+}  // namespace
+
+void changeLines(Report& report, Tables& full) {
+  routingSwitch(report, full);
+  fecChange(report, full);
+  unregistering(report, full);
+}
+
+}  // namespace Routing::Bench
