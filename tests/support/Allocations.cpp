@@ -55,6 +55,7 @@ FailingAllocation::FailingAllocation(std::uint64_t successes) noexcept {
   successesLeft = successes;
 }
 FailingAllocation::~FailingAllocation() { successesLeft.reset(); }
+bool FailingAllocation::fired() const noexcept { return !successesLeft; }
 
 }  // namespace Routing::Support
 

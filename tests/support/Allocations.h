@@ -20,6 +20,9 @@ class FailingAllocation {
   FailingAllocation(const FailingAllocation&) = delete;
   FailingAllocation& operator=(const FailingAllocation&) = delete;
   ~FailingAllocation();
+
+  // True when it has failed.
+  bool fired() const noexcept;
 };
 
 }  // namespace Routing::Support
