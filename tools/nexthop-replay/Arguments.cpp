@@ -19,10 +19,9 @@ void Arguments::end() const {
 
 std::string_view Arguments::rest() noexcept {
   words_ = {};
-  constexpr std::string_view blanks = " \t";
-  const std::size_t command = line_.find_first_not_of(blanks);
-  const std::size_t blank = line_.find_first_of(blanks, command);
-  return blank == std::string_view::npos ? std::string_view() : line_.substr(blank + 1);
+  // What is no blank here begins a comment.
+  const bool blank = afterCommand_.starts_with(' ') || afterCommand_.starts_with('\t');
+  return blank ? afterCommand_.substr(1) : std::string_view();
 }
 
 std::string_view Arguments::word(std::string_view what) {

@@ -25,9 +25,12 @@ namespace Routing::Replay {
 
 class Arguments {
  public:
-  // The words of a line, the command first, and the line itself. Both outlive this.
+  // The words of a line, the command first, and the line itself, which they are views of. Both
+  // outlive this.
   Arguments(std::span<const std::string_view> words, std::string_view line) noexcept
-      : words_(words.subspan(1)), line_(line) {}
+      : words_(words.subspan(1)),
+        afterCommand_(line.substr(
+            static_cast<std::size_t>(words.front().data() + words.front().size() - line.data()))) {}
 
   bool atEnd() const noexcept { return words_.empty(); }
   // Throws: InputError when words are left.
@@ -72,7 +75,7 @@ class Arguments {
   FibGen::Via via();
 
   std::span<const std::string_view> words_;
-  std::string_view line_;
+  std::string_view afterCommand_;
 };
 
 // A word as it is quoted in messages.

@@ -130,6 +130,13 @@ TEST_F(Commands, TraceLevelsAreChosenOneByOneAndAsRanges) {
 TEST_F(Commands, AnEchoPrintsTheRestOfTheLineAsItStands) {
   EXPECT_EQ(run("echo one  two\n  echo # no comment\necho\necho  blank\t\r\n# echo\n").output,
             "one  two\n# no comment\n\n blank\t\n");
+  EXPECT_EQ(run("echo#a comment\n").output, "\n");
+}
+
+TEST_F(Commands, AnExpectationReadsNothingOutOfAComment) {
+  const Outcome outcome = run("show status\nexpect#a comment\n");
+  EXPECT_EQ(outcome.code, 2);
+  EXPECT_EQ(outcome.errors, "-:2: error: missing word: LINE\n");
 }
 
 TEST_F(Commands, AForeignEntryOfRoutingInformationCountsAsNone) {
