@@ -53,7 +53,12 @@ TEST_F(ProcessNexthop, RemovalTakesEntryTrackingAndReferenceInThisOrder) {
   world.route("10.0.0.0/8", {6, 0, 1, 0});
   nexthop("10.0.0.1");
   run();
+  map->fecIdToResolverIdMapIs(6, ResolverId(4));
+  const Watcher tracking(*resolver->nexthopTrie4(), [&](FieldId, const void* key) {
+    log.add("no longer tracked: " + keyOf<IpGenPrefix>(key).stringValue());
+  });
   nexthopDel("10.0.0.1");
+  log.take();
   traced();
   EXPECT_EQ(run(),
             (Events{
@@ -61,6 +66,8 @@ TEST_F(ProcessNexthop, RemovalTakesEntryTrackingAndReferenceInThisOrder) {
                 resolverLine(2,
                              "processNexthop remove nexthopVrfStatusEntry for addr "
                              "10.0.0.1"),
+                "status 10.0.0.1 removed",
+                "no longer tracked: 10.0.0.1/32",
                 resolverLine(7, "processNexthop remove fecId ref for addr 10.0.0.1"),
                 "clientRef 6 c1 removed",
                 "key c1 10.0.0.1 removed",

@@ -87,6 +87,22 @@ TEST_F(RoutingSwitch, OnQueuesEveryNexthopOfTheFamilyAndSchedulesOnce) {
                     "status 10.0.0.3 resolved 4 by 0.0.0.0/0"}));
 }
 
+TEST_F(RoutingSwitch, OnOfIpv6QueuesTheIpv6NexthopsAlone) {
+  world.routing6->routingEnabledIs(false);
+  log.take();
+  traced();
+  world.routing6->routingEnabledIs(true);
+  EXPECT_EQ(log.take(),
+            (Events{
+                resolverLine(8, "handleRouting6 IPv6 routing: true"),
+                resolverLine(8, "handlePrefix add nexthop to review: 2001:db8::1"),
+                resolverLine(8, "handlePrefix add nexthop to review: 2001:db8::2"),
+                resolverLine(7, "handleRoutingGen routing enabled, affected 2 entries"),
+            }));
+  EXPECT_EQ(queued(), (Strings{"2001:db8::1", "2001:db8::2"}));
+  EXPECT_TRUE(scheduled());
+}
+
 TEST_F(RoutingSwitch, OnWithoutNexthopsOfTheFamilySchedulesNothing) {
   for (const char* text : {"10.0.0.1", "10.0.0.2", "10.0.0.3"}) {
     nexthopDel(text);
@@ -109,6 +125,15 @@ TEST_F(RoutingSwitch, ARepeatedNoticeRepeatsTheWholeWalk) {
   world.routing4->routingEnabledIs(true);
   world.routing4->routingEnabledIs(true);
   EXPECT_EQ(queued(), (Strings{"10.0.0.1", "10.0.0.2", "10.0.0.3"}));
+}
+
+TEST_F(RoutingSwitch, AResolverReleasedByTheEntriesThatOffWritesEndsItsWalkUnharmed) {
+  const Watcher releaser(*status, [&](FieldId, const void*) { resolver = nullptr; });
+  world.routing4->routingEnabledIs(false);
+  EXPECT_EQ(log.take(),
+            (Events{"status 10.0.0.1 failed", "status 10.0.0.2 failed", "status 10.0.0.3 failed"}));
+  EXPECT_FALSE(world.routing4->hasSubscribers());
+  EXPECT_EQ(referenced("10.0.0.1"), 0U);
 }
 
 TEST_F(RoutingSwitch, AReviewWhileRoutingIsOffAgreesWithTheSwitch) {
