@@ -9,24 +9,24 @@
 // review task scheduled. The task takes addresses off the set one by one until it should yield, and
 // goes on at the bookmark in its next run. What is queued twice is processed once.
 //
-//   input               change                         handler
-//   nexthopVrfConfig    a nexthop                      handleNexthopConfig     queues it
-//   trie4, trie6        a prefix                       handle4/6ChangedRoute   queues what lies in
-//   it vrfRoutingInfo      IPv4 routing                   handleRouting4          on: queues the
-//   family vrfRouting6Info     IPv6 routing                   handleRouting6          off: fails it
-//   at once fecIdToResolverId   a FEC's identifier             handleFecIdMap          processes at
-//   once reviewNexthopTask   it runs                        handleNexthopReview     processes the
-//   queue
+//   input               change               handler
+//   nexthopVrfConfig    a nexthop            handleNexthopConfig     queues it
+//   trie4, trie6        a prefix             handle4/6ChangedRoute   queues what lies inside
+//   vrfRoutingInfo      IPv4 routing         handleRouting4          on: queues the family
+//   vrfRouting6Info     IPv6 routing         handleRouting6          off: fails it at once
+//   fecIdToResolverId   a FEC's identifier   handleFecIdMap          processes at once
+//   reviewNexthopTask   it runs              handleNexthopReview     processes the queue
 //
 // Outputs: entries of nexthopVrfStatus; for a client of resolver identifiers, references in
 // fecIdToClientHop.
 //
 // Invariants:
 //   1. Before the first run of the task nothing is resolved.
-//   2. Every configured nexthop that was processed stands in the nexthop trie of its family,
-//   whether
-//      or not it resolved, so that a later route finds it.
-//   3. The review set is not empty exactly when the task is scheduled, while notifications are on.
+//   2. Every configured nexthop that was processed stands in the nexthop trie of its family, be it
+//      resolved or not, so that a later route finds it.
+//   3. Whoever puts addresses into the review set schedules the task, and a run that leaves some
+//      schedules it again. Only a run that was lost while notifications were off leaves addresses
+//      behind, until the next reason to schedule.
 //   4. A client of FIB identifiers never has a reference.
 //   5. A failed entry keeps the reference of the last success until the nexthop is unconfigured or
 //      resolves to another FEC.
