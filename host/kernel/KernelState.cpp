@@ -1,0 +1,392 @@
+#include "host/kernel/KernelState.h"
+
+#include <linux/rtnetlink.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "host/loop/Log.h"
+
+namespace Routing::Host {
+
+KernelState::KernelState(Vrfs& vrfs, FecIdSource& source, const Ptr<TaskScheduler>& scheduler)
+    : vrfs_(vrfs), source_(source), scheduler_(scheduler) {
+  for (const auto& vrf : vrfs.all()) {
+    routes_.push_back(std::make_unique<VrfRoutes>(*vrf, source_, scheduler_));
+  }
+  vrfs.listenerIs([this](Vrf& vrf, bool added) { vrfChanged(vrf, added); });
+}
+
+KernelState::~KernelState() = default;
+
+// ---- messages
+// ------------------------------------------------------------------------------------
+
+void KernelState::apply(const Message& message, bool inDump) {
+  switch (message.type) {
+    case RTM_NEWROUTE:
+    case RTM_DELROUTE:
+      return routeMessage(message, inDump);
+    case RTM_NEWNEXTHOP:
+    case RTM_DELNEXTHOP:
+      return nexthopMessage(message, inDump);
+    case RTM_NEWLINK:
+    case RTM_DELLINK:
+      return linkMessage(message, inDump);
+    case RTM_NEWADDR:
+    case RTM_DELADDR:
+      return addressMessage(message, inDump);
+    default:
+      ++counters_.passedOver;
+  }
+}
+
+// A damaged message says that something happened, not what. In a dump it may have been the last
+// sign of something that is there.
+bool KernelState::accept(Parsed parsed, bool inDump) {
+  switch (parsed) {
+    case Parsed::value:
+      ++counters_.applied;
+      return true;
+    case Parsed::passedOver:
+      ++counters_.passedOver;
+      return false;
+    case Parsed::damaged:
+      ++counters_.damaged;
+      damaged_ = true;
+      recheck_.everything = recheck_.everything || !inDump;
+      return false;
+  }
+  return false;
+}
+
+void KernelState::routeMessage(const Message& message, bool inDump) {
+  if (!accept(parseRoute(message.body, route_), inDump)) {
+    return;
+  }
+  VrfRoutes* routes = routesOfTable(route_.table);
+  if (routes == nullptr || (inDump && (routes != dumping_ || route_.table != dump_.table))) {
+    ++counters_.otherTables;
+    return;
+  }
+  counters_.deepLabelStacks += route_.deepLabelStacks;
+  if (message.type == RTM_DELROUTE) {
+    if (!routes->routeDel(route_, knownFecOf(*routes, route_))) {
+      ++counters_.doubtful;
+      recheck_.everything = true;
+    }
+    return;
+  }
+  preferredSourceIs(route_);
+  if (!inDump && route_.object != 0 && !objects_.has(route_.object)) {
+    recheck_.everything = true;
+  }
+  const FecId fec = fecOf(*routes, route_);
+  if (inDump) {
+    routes->dumpRoute(route_, fec);
+  } else {
+    routes->routeIs(route_, fec, message.flags);
+  }
+}
+
+void KernelState::nexthopMessage(const Message& message, bool inDump) {
+  if (!accept(parseNexthop(message.body, nexthop_), inDump)) {
+    return;
+  }
+  const std::uint32_t object = nexthop_.object;
+  const bool blackholed = objects_.blackhole(object);
+  if (message.type == RTM_DELNEXTHOP) {
+    for (const Hop& hop : objects_.hops(object)) {
+      recheck_.interfaces.insert(hop.via.intfId.value);
+    }
+    objectsChanged(objects_.nexthopDel(object));
+    return;
+  }
+  counters_.deepLabelStacks += nexthop_.deepLabelStacks;
+  const bool known = objects_.has(object);
+  objectsChanged(objects_.nexthopIs(nexthop_));
+  // Its routes change their type.
+  if (known && blackholed != nexthop_.blackhole) {
+    recheck_.everything = true;
+  }
+}
+
+void KernelState::linkMessage(const Message& message, bool inDump) {
+  LinkMessage link;
+  if (accept(parseLink(message.body, link), inDump)) {
+    if (message.type == RTM_NEWLINK) {
+      linkIs(link);
+    } else {
+      linkDel(link.interface);
+    }
+  }
+}
+
+void KernelState::addressMessage(const Message& message, bool inDump) {
+  AddressMessage address;
+  if (accept(parseAddress(message.body, address), inDump)) {
+    if (message.type == RTM_NEWADDR) {
+      links_.addressIs(address);
+    } else {
+      addressDel(address);
+    }
+  }
+}
+
+// ---- routes
+// --------------------------------------------------------------------------------------
+
+VrfRoutes* KernelState::routesOfTable(std::uint32_t table) noexcept {
+  if (table == VrfRoutes::localTable) {
+    table = VrfRoutes::mainTable;
+  }
+  for (const auto& routes : routes_) {
+    if (routes->feed().vrf().table() == table) {
+      return routes.get();
+    }
+  }
+  return nullptr;
+}
+
+const VrfRoutes* KernelState::routes(const Vrf& vrf) const noexcept {
+  for (const auto& routes : routes_) {
+    if (&routes->feed().vrf() == &vrf) {
+      return routes.get();
+    }
+  }
+  return nullptr;
+}
+
+// An interface that is down carries nothing, whatever a message that was on its way says.
+void KernelState::deadOnDownLinks(Hops& hops) const noexcept {
+  for (Hop& hop : hops) {
+    hop.dead = hop.dead || links_.down(hop.via.intfId.value);
+  }
+}
+
+FecId KernelState::fecOf(VrfRoutes& routes, RouteMessage& route) {
+  Fecs& fecs = routes.feed().fecs();
+  if (route.hops.empty() && route.object == 0) {
+    return fecs.ofType(route.type);
+  }
+  if (route.object == 0) {
+    deadOnDownLinks(route.hops);
+    return fecs.ofHops(route.prefix.family(), route.hops);
+  }
+  // Kept up to date by whatever changes the object.
+  const FecId present = fecs.findObject(route.object);
+  if (present != 0 && fecs.usable(present)) {
+    return present;
+  }
+  Hops hops = objects_.has(route.object) ? objects_.hops(route.object) : route.hops;
+  deadOnDownLinks(hops);
+  return fecs.ofObject(route.object, hops);
+}
+
+FecId KernelState::knownFecOf(const VrfRoutes& routes, const RouteMessage& route) const {
+  const Fecs& fecs = routes.feed().fecs();
+  if (route.object != 0) {
+    return fecs.findObject(route.object);
+  }
+  return route.hops.empty() ? fecs.findType(route.type)
+                            : fecs.findHops(route.prefix.family(), route.hops);
+}
+
+// The kernel's own routes name the address that they came with, and go with it by a notification.
+void KernelState::preferredSourceIs(const RouteMessage& route) {
+  if (route.protocol != RTPROT_KERNEL && route.preferredSource &&
+      route.preferredSource != lastPreferredSource_) {
+    lastPreferredSource_ = route.preferredSource;
+    preferredSources_.insert(route.preferredSource);
+  }
+}
+
+// ---- interfaces and nexthop objects
+// --------------------------------------------------------------
+
+void KernelState::linkIs(const LinkMessage& link) {
+  const Links::Link* known = links_.link(link.interface);
+  const bool wasUp = known != nullptr && known->content.up;
+  const bool wasRunning = known != nullptr && known->content.running;
+  const bool isNew = known == nullptr;
+  links_.linkIs(link);
+  vrfDeviceIs(link);
+  if (wasUp && !link.up) {
+    linkDown(link.interface);
+  } else if (wasRunning && !link.running) {
+    objectsChanged(objects_.interfaceDel(link.interface));
+  }
+  if (!isNew && (wasUp != link.up || wasRunning != link.running)) {
+    recheck_.interfaces.insert(link.interface);
+  }
+}
+
+void KernelState::linkDel(std::uint32_t interface) {
+  linkDown(interface);
+  links_.linkDel(interface);
+  vrfDeviceDel(interface);
+  recheck_.interfaces.insert(interface);
+}
+
+void KernelState::linkDown(std::uint32_t interface) {
+  objectsChanged(objects_.interfaceDel(interface));
+  for (const auto& routes : routes_) {
+    routes->feed().fecs().interfaceDead(interface, AddressFamily::unset);
+  }
+}
+
+void KernelState::addressDel(const AddressMessage& address) {
+  if (links_.addressDel(address)) {
+    for (const auto& routes : routes_) {
+      routes->feed().fecs().interfaceDead(address.interface, AddressFamily::ipv4);
+    }
+    recheck_.interfaces.insert(address.interface);
+  }
+  if (preferredSources_.count(address.address) != 0) {
+    recheck_.everything = true;
+  }
+}
+
+void KernelState::objectsChanged(const NexthopObjects::Ids& objects) {
+  for (const std::uint32_t object : objects) {
+    Hops hops = objects_.hops(object);
+    deadOnDownLinks(hops);
+    for (const auto& routes : routes_) {
+      Fecs& fecs = routes->feed().fecs();
+      if (fecs.findObject(object) != 0) {
+        fecs.ofObject(object, hops);
+      }
+    }
+  }
+}
+
+// ---- VRFs
+// ----------------------------------------------------------------------------------------
+
+void KernelState::vrfDeviceIs(const LinkMessage& link) {
+  if (link.vrfTable == 0 || vrfs_.vrfOfTable(link.vrfTable) != nullptr) {
+    return;
+  }
+  if (vrfs_.vrf(link.name) != nullptr) {
+    log(LogLevel::warning,
+        "VRF device " + link.name + " is not followed: another VRF has its name");
+    return;
+  }
+  devices_[link.interface] = link.name;
+  vrfs_.vrfIs(link.name, link.vrfTable);
+}
+
+void KernelState::vrfDeviceDel(std::uint32_t interface) {
+  const auto found = devices_.find(interface);
+  if (found != devices_.end()) {
+    const VrfName name = found->second;
+    devices_.erase(found);
+    vrfs_.vrfDel(name);
+  }
+}
+
+void KernelState::vrfChanged(Vrf& vrf, bool added) {
+  if (added) {
+    routes_.push_back(std::make_unique<VrfRoutes>(vrf, source_, scheduler_));
+    if (vrfAdded_) {
+      vrfAdded_(vrf);
+    }
+    return;
+  }
+  std::erase_if(routes_, [this, &vrf](const std::unique_ptr<VrfRoutes>& routes) {
+    if (&routes->feed().vrf() != &vrf) {
+      return false;
+    }
+    if (dumping_ == routes.get()) {
+      dumping_ = nullptr;
+    }
+    return true;
+  });
+}
+
+// ---- dumps
+// ---------------------------------------------------------------------------------------
+
+std::vector<DumpRequest> KernelState::everything() const {
+  using Kind = DumpRequest::Kind;
+  std::vector<DumpRequest> requests{{Kind::links}, {Kind::addresses}, {Kind::nexthops}};
+  for (const auto& vrf : vrfs_.all()) {
+    const std::vector<DumpRequest> more = routesOf(*vrf, 0);
+    requests.insert(requests.end(), more.begin(), more.end());
+  }
+  return requests;
+}
+
+std::vector<DumpRequest> KernelState::routesOf(const Vrf& vrf, std::uint32_t interface) const {
+  using Kind = DumpRequest::Kind;
+  std::vector<DumpRequest> requests;
+  for (const AddressFamily family : {AddressFamily::ipv4, AddressFamily::ipv6}) {
+    if (vrf.table() == VrfRoutes::mainTable) {
+      requests.push_back({Kind::routes, family, VrfRoutes::localTable, interface});
+    }
+    requests.push_back({Kind::routes, family, vrf.table(), interface});
+  }
+  return requests;
+}
+
+void KernelState::dumpBegin(const DumpRequest& request) {
+  dump_ = request;
+  damaged_ = false;
+  switch (request.kind) {
+    case DumpRequest::Kind::links:
+      links_.markLinks();
+      break;
+    case DumpRequest::Kind::addresses:
+      links_.markAddresses();
+      break;
+    case DumpRequest::Kind::nexthops:
+      objects_.mark();
+      break;
+    case DumpRequest::Kind::routes:
+      dumping_ = routesOfTable(request.table);
+      if (dumping_ != nullptr) {
+        dumping_->dumpBegin(
+            {request.family, request.table == VrfRoutes::localTable, request.interface});
+      }
+      break;
+  }
+}
+
+void KernelState::dumpEnd(bool complete) {
+  const bool whole = complete && !damaged_;
+  switch (dump_.kind) {
+    case DumpRequest::Kind::links:
+      for (const std::uint32_t interface :
+           whole ? links_.unnamedLinks() : std::vector<std::uint32_t>{}) {
+        linkDel(interface);
+      }
+      break;
+    case DumpRequest::Kind::addresses:
+      for (const AddressMessage& address :
+           whole ? links_.unnamedAddresses() : std::vector<AddressMessage>{}) {
+        addressDel(address);
+      }
+      break;
+    case DumpRequest::Kind::nexthops:
+      if (whole) {
+        objectsChanged(objects_.sweep());
+      }
+      break;
+    case DumpRequest::Kind::routes:
+      if (dumping_ != nullptr) {
+        dumping_->dumpEnd(whole);
+        dumping_ = nullptr;
+      }
+      break;
+  }
+}
+
+void KernelState::batchEnd() {
+  for (const auto& routes : routes_) {
+    routes->unusableDel();
+  }
+}
+
+Recheck KernelState::takeRecheck() { return std::exchange(recheck_, {}); }
+
+}  // namespace Routing::Host
