@@ -50,6 +50,8 @@ target_compile_options(
             -Wold-style-cast
             # clang's -Wconversion takes ROUTING_ASSERT(!"text") for a mistake; g++ does not know it.
             -Wno-string-conversion
+            # Assertions name a file by its place in the repository, wherever that lies.
+            -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
             # A compiler that this project does not know yet is no reason to stop who embeds it.
             $<$<BOOL:${PROJECT_IS_TOP_LEVEL}>:-Werror>)
 

@@ -6,8 +6,10 @@
 //
 //   FILE:LINE: FUNCTION: Assertion "TEXT" failed.
 //
-// and aborts the process. The text is the asserted expression itself, so a reason is written into
-// it: ROUTING_ASSERT(record && "record must be tracked").
+// and aborts the process. The file is named by its place in the repository. The text is the
+// asserted expression itself, so a reason is written into it:
+//
+//   ROUTING_ASSERT(record && "record must be tracked");
 
 namespace Routing {
 

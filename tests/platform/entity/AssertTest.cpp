@@ -17,8 +17,8 @@ void failingFunction() { ROUTING_ASSERT(1 + 1 == 3 && "sums \"up\""); }
 const int failingLine = __LINE__ - 1;
 
 std::string lineOf(const char* function, int line, const char* text) {
-  return std::string(__FILE__) + ":" + std::to_string(line) + ": " + function + ": Assertion \"" +
-         text + "\" failed.\n";
+  return "tests/platform/entity/AssertTest.cpp:" + std::to_string(line) + ": " + function +
+         ": Assertion \"" + text + "\" failed.\n";
 }
 
 TEST(AssertDeathTest, PrintsTheExactLineAndAborts) {
