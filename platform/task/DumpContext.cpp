@@ -18,9 +18,12 @@ void DumpContext::dumpChild(const DumpableEntity* child, std::uint32_t indent) {
   }
   const TypeData& type = child->typeData();
   if (!dumped_.insert(reinterpret_cast<std::uintptr_t>(child))) {
-    const String name =
-        type.attributes().empty() ? String() : " " + type.attributes().front().value(*child);
-    printLine(indent, "(" + String(type.name()) + name + " dumped above)");
+    print(indent, "(");
+    text_.append(type.name());
+    if (!type.attributes().empty()) {
+      text_.append(" ").append(type.attributes().front().value(*child));
+    }
+    text_.append(" dumped above)\n");
     return;
   }
   if (form_ == Form::generic) {
