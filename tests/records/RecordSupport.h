@@ -4,20 +4,15 @@
 // text.
 
 #include <string>
-#include <string_view>
 
 #include "platform/entity/Ptr.h"
 #include "platform/entity/Text.h"
 #include "platform/entity/TypeData.h"
-#include "platform/net/IpGenAddr.h"
-#include "platform/net/IpGenPrefix.h"
+#include "tests/support/Addresses.h"
 #include "tests/support/EventLog.h"
 #include "tests/support/Watcher.h"
 
 namespace Routing::Support {
-
-inline IpGenAddr addr(std::string_view text) { return IpGenAddr::parse(text).value(); }
-inline IpGenPrefix prefix(std::string_view text) { return IpGenPrefix::parse(text).value(); }
 
 // A reaction that logs "NAME KEY" for the field and "other" for any other.
 template <class Key>
