@@ -1,0 +1,102 @@
+#include "tests/invariant/StatusInvariants.h"
+
+#include <string>
+
+#include "platform/task/Task.h"
+
+namespace Routing::Support {
+
+namespace {
+
+// The first client of whose resolver the test is false; empty when there is none.
+template <class Test>
+String firstFailing(const NexthopResolverManagerSm& manager, Test test) {
+  for (auto cursor = manager.resolverSm().cursor(); !cursor.atEnd(); cursor.next()) {
+    if (!test(*cursor.member().value)) {
+      return manager.vrfName() + ' ' + cursor.key();
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+String ReviewSetHasMembersExactlyWhileTheTaskIsScheduled::afterStep(
+    const NexthopResolverManagerSm& manager,
+    const LiveWorld& /*world*/) {
+  return firstFailing(manager, [](const NexthopResolverSm& resolver) {
+    return resolver.reviewNexthopTask()->taskIsRunnable() != resolver.reviewNexthop().empty();
+  });
+}
+
+String FailedEntrySaysNothingElse::duringDelivery(const LiveWorld& /*world*/,
+                                                  const OutputEvent& event) {
+  if (event.kind != OutputEvent::Kind::status) {
+    return {};
+  }
+  const NexthopStatusEntry& entry = event.entry;
+  const bool keyed = entry.addr == event.addr;
+  const bool resolved = entry.resolutionState == NexthopResolutionState::resolved && entry.prefix;
+  const bool failed = entry.resolutionState == NexthopResolutionState::failed && entry.fecId == 0 &&
+                      entry.metric == 0 && entry.preference == 1 && !entry.prefix &&
+                      entry.routeType == 0 && entry.route6Type == 0;
+  return keyed && (resolved || failed) ? String() : event.text();
+}
+
+String UnconfiguredNexthopHasNoEntryOnceReviewed::afterStep(const NexthopResolverManagerSm& manager,
+                                                            const LiveWorld& /*world*/) {
+  return firstFailing(manager, [](const NexthopResolverSm& resolver) {
+    if (!resolver.reviewNexthop().empty()) {
+      return true;
+    }
+    const auto& entries = resolver.nexthopVrfStatus()->nexthop();
+    for (auto cursor = entries.cursor(); !cursor.atEnd(); cursor.next()) {
+      if (!resolver.nexthopVrfConfig()->nexthopConfigured(cursor.key())) {
+        return false;
+      }
+    }
+    return true;
+  });
+}
+
+void StatusOfOtherVrfsIsNotTouched::beforeStep(const LiveWorld& /*world*/,
+                                               const Operation& operation) {
+  vrf_ = operation.isOfOneVrf() ? operation.vrfName() : VrfName();
+}
+
+// A review is of one VRF too; its task's name says which.
+String StatusOfOtherVrfsIsNotTouched::duringDelivery(const LiveWorld& world,
+                                                     const OutputEvent& event) {
+  if (!event.isStatus()) {
+    return {};
+  }
+  const Task* const task = world.scheduler().runningTask();
+  const bool otherTask = task != nullptr && task->taskName().find("NexthopReview-") == 0 &&
+                         task->taskName().find('-' + event.vrf + '-') == String::npos;
+  const bool otherOperation = !vrf_.empty() && vrf_ != event.vrf;
+  return otherTask || otherOperation ? event.text() : String();
+}
+
+String ResolverExistsExactlyWhileConfiguredWithStatus::afterStep(
+    const NexthopResolverManagerSm& manager,
+    const LiveWorld& world) {
+  const Dir::Entries& configs = world.configDir().entry();
+  std::size_t expected = 0;
+  for (auto cursor = configs.cursor(); !cursor.atEnd(); cursor.next()) {
+    const String& client = cursor.key();
+    const bool configured =
+        entityOf<NexthopConfig>(world.configDir(), client)->vrfHas(manager.vrfName());
+    const bool hasStatus =
+        world.statusDir(false).entry().has(client) ||
+        (manager.nexthopCellSpecificStatusDir() && world.statusDir(true).entry().has(client));
+    if (configured && hasStatus) {
+      ++expected;
+      if (!manager.resolverSm().has(client)) {
+        return client + " has none";
+      }
+    }
+  }
+  return manager.resolverSm().size() == expected ? String() : "there are too many";
+}
+
+}  // namespace Routing::Support

@@ -1,0 +1,310 @@
+#include "tests/property/LiveWorld.h"
+
+#include <algorithm>
+
+#include "platform/task/VirtualTime.h"
+
+namespace Routing::Support {
+
+LiveWorld::LiveWorld() {
+  scheduler_->workBudgetIs(0);
+  TaskSchedulerRoot::schedulerIs(scheduler_);
+  tap(*forwarding_, [this](FieldId, const void* key) {
+    if (const auto made = forwarding_->vrf(*static_cast<const VrfName*>(key))) {
+      observe(*made);
+    }
+  });
+}
+
+LiveWorld::~LiveWorld() {
+  listener_ = nullptr;
+  for (auto& [name, vrf] : vrfs_) {
+    vrf.manager = nullptr;
+  }
+  TaskSchedulerRoot::schedulerIs(nullptr);
+}
+
+LiveVrf& LiveWorld::vrf(const VrfName& name) {
+  const auto [found, isNew] = vrfs_.try_emplace(name);
+  if (isNew) {
+    tap(*found->second.context,
+        [this, name, &context = *found->second.context](FieldId, const void*) {
+          note({.kind = Kind::context,
+                .vrf = name,
+                .id = context.firstUnAllocatedNexthopResolverId()});
+        });
+  }
+  return found->second;
+}
+
+Ptr<NexthopResolverManagerSm> LiveWorld::managerOf(const VrfName& vrf) const {
+  const auto found = vrfs_.find(vrf);
+  return found == vrfs_.end() ? nullptr : found->second.manager;
+}
+
+// ---- client records
+// ------------------------------------------------------------------------------
+
+void LiveWorld::config(const String& client) {
+  if (!configDir_->entityPtr(client)) {
+    configDir_->entityIs(client, makeEntity<NexthopConfig>(client));
+  }
+}
+
+void LiveWorld::configDel(const String& client) { configDir_->entityDel(client); }
+
+void LiveWorld::configVrf(const String& client, const VrfName& vrf, NexthopStatusFecIdType kind) {
+  config(client);
+  const auto record = entityOf<NexthopConfig>(*configDir_, client);
+  if (const auto present = record->vrf(vrf)) {
+    present->fecIdTypeIs(kind);
+  } else {
+    record->vrfIs(vrf, kind);
+  }
+}
+
+void LiveWorld::configVrfDel(const String& client, const VrfName& vrf) {
+  if (const auto record = entityOf<NexthopConfig>(*configDir_, client)) {
+    record->vrfDel(vrf);
+  }
+}
+
+void LiveWorld::nexthop(const String& client, const VrfName& vrf, const IpGenAddr& addr) {
+  entityOf<NexthopConfig>(*configDir_, client)->vrf(vrf)->nexthopIs({addr});
+}
+
+void LiveWorld::nexthopDel(const String& client, const VrfName& vrf, const IpGenAddr& addr) {
+  entityOf<NexthopConfig>(*configDir_, client)->vrf(vrf)->nexthopDel(addr);
+}
+
+void LiveWorld::status(const String& client, bool cell) {
+  Dir& dir = cell ? *cellDir_ : *statusDir_;
+  if (!dir.entityPtr(client)) {
+    const auto record = makeEntity<NexthopStatus>(client);
+    observe(*record);
+    dir.entityIs(client, record);
+  }
+}
+
+void LiveWorld::statusDel(const String& client, bool cell) {
+  (cell ? *cellDir_ : *statusDir_).entityDel(client);
+}
+
+void LiveWorld::renotifyConfig(const String& client) { configDir_->entityAnnounce(client); }
+
+void LiveWorld::renotifyStatus(const String& client, bool cell) {
+  (cell ? *cellDir_ : *statusDir_).entityAnnounce(client);
+}
+
+// ---- tables
+// --------------------------------------------------------------------------------------
+
+void LiveWorld::route(const VrfName& vrfName, const IpGenPrefix& prefix, const Fib::Route& route) {
+  const LiveVrf& target = vrf(vrfName);
+  const bool is4 = prefix.family() == AddressFamily::ipv4;
+  if (is4) {
+    target.routes4->routeIs(Prefix(prefix), route);
+  } else {
+    target.routes6->routeIs(Ip6Prefix(prefix), route);
+  }
+  TrieGen& trie = is4 ? *target.trie4 : *target.trie6;
+  if (trie.routeHas(prefix)) {
+    trie.changedPrefixIs(prefix);
+  } else {
+    trie.routeIs(prefix, true);
+  }
+}
+
+void LiveWorld::routeDel(const VrfName& vrfName, const IpGenPrefix& prefix) {
+  const LiveVrf& target = vrf(vrfName);
+  if (prefix.family() == AddressFamily::ipv4) {
+    target.routes4->routeDel(Prefix(prefix));
+    target.trie4->routeDel(prefix);
+  } else {
+    target.routes6->routeDel(Ip6Prefix(prefix));
+    target.trie6->routeDel(prefix);
+  }
+}
+
+void LiveWorld::announce(const VrfName& vrfName, AddressFamily family, const IpGenPrefix& prefix) {
+  const LiveVrf& target = vrf(vrfName);
+  (family == AddressFamily::ipv4 ? *target.trie4 : *target.trie6).changedPrefixIs(prefix);
+}
+
+template <class Info>
+void LiveWorld::routingIs(Dir& dir, const VrfName& vrf, bool enabled) {
+  if (const auto info = entityOf<Info>(dir, vrf)) {
+    info->routingEnabledIs(enabled);
+  } else {
+    dir.entityIs(vrf, makeEntity<Info>(enabled));
+  }
+}
+
+void LiveWorld::routing(const VrfName& vrfName, AddressFamily family, bool enabled) {
+  vrf(vrfName);
+  if (family == AddressFamily::ipv4) {
+    routingIs<RoutingInfo>(*routing4Dir_, vrfName, enabled);
+  } else {
+    routingIs<Routing6::RoutingInfo>(*routing6Dir_, vrfName, enabled);
+  }
+}
+
+void LiveWorld::routingDel(const VrfName& vrfName, AddressFamily family) {
+  (family == AddressFamily::ipv4 ? *routing4Dir_ : *routing6Dir_).entityDel(vrfName);
+}
+
+void LiveWorld::fec(const FibGen::Fec& fec) { fecs_->fecIs(fec); }
+
+void LiveWorld::fecDel(FecId fecId) { fecs_->fecDel(fecId); }
+
+void LiveWorld::announceFec(FecId fecId) { fecs_->fecAnnounce(fecId); }
+
+void LiveWorld::context(const VrfName& vrfName, std::uint64_t value) {
+  vrf(vrfName).context->firstUnAllocatedNexthopResolverIdIs(value);
+}
+
+// ---- machines and time
+// ---------------------------------------------------------------------------
+
+void LiveWorld::manager(const VrfName& vrfName, bool withCells) {
+  LiveVrf& target = vrf(vrfName);
+  target.manager = nexthopResolverManagerSmFactory(vrfName,
+                                                   configDir_,
+                                                   statusDir_,
+                                                   withCells ? cellDir_ : nullptr,
+                                                   target.trie4,
+                                                   target.trie6,
+                                                   target.routes4,
+                                                   target.routes6,
+                                                   fecs_,
+                                                   forwarding_,
+                                                   target.context,
+                                                   routing4Dir_,
+                                                   routing6Dir_,
+                                                   scheduler_);
+  observe(*target.manager->fecIdToClientHop());
+  observe(*target.manager->fecIdToResolverId());
+}
+
+void LiveWorld::managerDel(const VrfName& vrfName) { vrf(vrfName).manager = nullptr; }
+
+void LiveWorld::notifications(const VrfName& vrfName, bool active) {
+  vrf(vrfName).manager->hasNotificationActiveIs(active);
+}
+
+void LiveWorld::budget(std::uint64_t questions) { scheduler_->workBudgetIs(questions); }
+
+void LiveWorld::step() { scheduler_->runTask(); }
+
+void LiveWorld::run() { runUntilIdle(*scheduler_); }
+
+void LiveWorld::advance(std::uint64_t seconds) {
+  advanceTime(*scheduler_, *clock_, std::chrono::seconds(seconds));
+}
+
+// ---- what is observed
+// ----------------------------------------------------------------------------
+
+void LiveWorld::tap(const Publisher& publisher, Tap::Reaction reaction) {
+  if (taps_.size() >= sweepAt_) {
+    std::erase_if(taps_, [](const auto& member) { return !member.second->subscribed(); });
+    sweepAt_ = std::max<std::size_t>(256, 2 * taps_.size());
+  }
+  std::unique_ptr<Tap>& slot = taps_[&publisher];
+  // One that is not subscribed is that of an object that was here before.
+  if (!slot || !slot->subscribed()) {
+    slot = std::make_unique<Tap>(publisher, std::move(reaction));
+  }
+}
+
+void LiveWorld::note(OutputEvent event) {
+  events_.push_back(std::move(event));
+  if (listener_) {
+    // A copy: what the listener looks at may not move.
+    listener_(OutputEvent(events_.back()));
+  }
+}
+
+void LiveWorld::observe(const NexthopStatus& status) {
+  tap(status, [this, &status](FieldId, const void* key) {
+    const auto& vrf = *static_cast<const VrfName*>(key);
+    const Ptr<NexthopVrfStatus> vrfStatus = status.vrf(vrf);
+    if (!vrfStatus) {
+      note({.kind = Kind::statusVrfDel, .vrf = vrf, .client = status.name()});
+      return;
+    }
+    observe(*vrfStatus, status.name());
+    note({.kind = Kind::statusVrf,
+          .vrf = vrf,
+          .client = status.name(),
+          .value = static_cast<std::uint64_t>(vrfStatus->fecIdType())});
+  });
+}
+
+void LiveWorld::observe(const NexthopVrfStatus& status, const String& client) {
+  tap(status, [this, &status, client](FieldId, const void* key) {
+    const IpGenAddr addr = *static_cast<const IpGenAddr*>(key);
+    const NexthopStatusEntry* const entry = status.nexthop(addr);
+    note({.kind = entry != nullptr ? Kind::status : Kind::statusDel,
+          .vrf = status.vrfName(),
+          .client = client,
+          .addr = addr,
+          .entry = entry != nullptr ? *entry : NexthopStatusEntry()});
+  });
+}
+
+void LiveWorld::observe(const NexthopResolverVrfForwardingStatus& status) {
+  tap(status, [this, &status](FieldId, const void* key) {
+    const auto resolverId = *static_cast<const ResolverId*>(key);
+    const NexthopResolverIdVia* const record = status.nexthopResolverIdVia().find(resolverId);
+    note({.kind = record != nullptr ? Kind::forwarding : Kind::forwardingDel,
+          .vrf = status.vrfName(),
+          .id = resolverId.value(),
+          .value = record != nullptr ? record->nexthopResolverVia().size() : 0});
+  });
+}
+
+void LiveWorld::observe(const FecIdToResolverId& map) {
+  tap(map, [this, &map](FieldId, const void* key) {
+    const FecId fecId = *static_cast<const FecId*>(key);
+    note({.kind = map.fecIdToResolverIdMapHas(fecId) ? Kind::map : Kind::mapDel,
+          .vrf = map.vrfName(),
+          .id = fecId,
+          .value = map.fecIdToResolverIdMap(fecId).value()});
+  });
+}
+
+void LiveWorld::observe(const FecIdToClientHop& index) {
+  tap(index, [this, &index](FieldId field, const void* key) {
+    if (field == FecIdToClientHop::fecIdRefField) {
+      const FecId fecId = *static_cast<const FecId*>(key);
+      const Ptr<NexthopResolverFecIdRef> record = index.fecIdRef(fecId);
+      if (record) {
+        observe(*record, index.vrfName());
+      }
+      note({.kind = record ? Kind::reference : Kind::referenceDel,
+            .vrf = index.vrfName(),
+            .id = fecId});
+    } else {
+      const auto& clientNexthop = *static_cast<const NexthopResolverClientNexthopKey*>(key);
+      const bool there = index.clientNexthopToFecId().has(clientNexthop);
+      note({.kind = there ? Kind::key : Kind::keyDel,
+            .vrf = index.vrfName(),
+            .client = clientNexthop.clientName(),
+            .addr = clientNexthop.nexthop(),
+            .id = index.clientNexthopToFecId(clientNexthop)});
+    }
+  });
+}
+
+void LiveWorld::observe(const NexthopResolverFecIdRef& record, const VrfName& vrf) {
+  tap(record, [this, &record, vrf](FieldId, const void* key) {
+    const auto& client = *static_cast<const String*>(key);
+    note({.kind = record.clientRef().has(client) ? Kind::clientReference : Kind::clientReferenceDel,
+          .vrf = vrf,
+          .client = client,
+          .id = record.fecId()});
+  });
+}
+
+}  // namespace Routing::Support
