@@ -1,0 +1,51 @@
+#pragma once
+
+// WatchStream: the Watch call. Hands what a StatusStream has to tell to one client.
+//
+// Without `observe` it is the client: the name is live from open() to closed().
+
+#include <memory>
+
+#include "host/service/NexthopTable.h"
+#include "host/service/Queries.h"
+#include "host/service/Registrations.h"
+#include "host/service/ServerStream.h"
+
+namespace Routing::Host {
+
+class WatchStream final : public ServerStream<Proto::WatchResponse> {
+ public:
+  // Of one message. At about 50 bytes a nexthop such a message is worth its overhead, and a client
+  // need not wait long for the first.
+  static constexpr std::size_t mostNexthops = 1000;
+
+  struct Parts {
+    NexthopTable& table;
+    Registrations& registrations;
+    const Queries& queries;
+    // Counts the nexthops told of.
+    std::uint64_t& told;
+  };
+
+  // The request lives as long as the call.
+  WatchStream(Inbox& inbox,
+              StreamKeeper& keeper,
+              const Parts& parts,
+              String user,
+              const Proto::WatchRequest& request);
+
+ protected:
+  void open() override;
+  bool fill(Proto::WatchResponse& message) override;
+  bool complete() const override;
+  void closed() override;
+
+ private:
+  Parts parts_;
+  String user_;
+  const Proto::WatchRequest& request_;
+  std::unique_ptr<StatusStream> stream_;
+  bool snapshotTold_ = false;
+};
+
+}  // namespace Routing::Host
