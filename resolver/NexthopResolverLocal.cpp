@@ -31,11 +31,8 @@ std::strong_ordering operator<=>(const NexthopResolverClientNexthopKey& left,
   if (&left == &right) {
     return std::strong_ordering::equal;
   }
-  const int names = left.clientName_.compare(right.clientName_);
-  if (names != 0) {
-    return names <=> 0;
-  }
-  return left.nexthop_ <=> right.nexthop_;
+  const std::strong_ordering names = left.clientName_ <=> right.clientName_;
+  return names != 0 ? names : left.nexthop_ <=> right.nexthop_;
 }
 
 String NexthopResolverClientNexthopKey::stringValue() const {

@@ -634,7 +634,9 @@ void NexthopResolverManagerSm::handleClient(const String& name, const VrfName& v
     const auto routing6Info = vrfRouting6Info();
     const Ptr<NexthopVrfStatus> vrfStatus = status->vrfIs(vrfName_, vrfConfig->fecIdType());
     // Who was told of a new status may have taken the client away.
-    if (status->vrf(vrfName_) != vrfStatus || valueOf(nexthopStatusPtr_, name) != status) {
+    const Ptr<NexthopVrfStatus> vrfStatusNow = status->vrf(vrfName_);
+    const Ptr<NexthopStatus> statusNow = valueOf(nexthopStatusPtr_, name);
+    if (vrfStatusNow != vrfStatus || statusNow != status) {
       return;
     }
     resolverSmIs(vrfName_,
@@ -689,11 +691,14 @@ void NexthopResolverManagerSm::clearVrfStatus(const String& name) {
 
 void NexthopResolverManagerSm::handleCleanup() {
   ROUTING_TRACE(traceFacility, 8, "[{}] handleCleanup", vrfName_);
-  const bool vrfIsGone = !vrfRoutingInfo() || !vrfRouting6Info();
+  const Ptr<const RoutingInfo> routingInfo = vrfRoutingInfo();
+  const Ptr<const Routing6::RoutingInfo> routing6Info = vrfRouting6Info();
+  const bool vrfIsGone = !routingInfo || !routing6Info;
   for (auto cursor = nexthopStatusPtr_.cursor(); !cursor.atEnd(); cursor.next()) {
     const String name = cursor.member().value->name();
     const Ptr<const NexthopConfig> config = valueOf(nexthopConfigPtr_, name);
-    if (vrfIsGone || !config || !config->vrf(vrfName_)) {
+    const Ptr<const NexthopVrfConfig> vrfConfig = config ? config->vrf(vrfName_) : nullptr;
+    if (vrfIsGone || !vrfConfig) {
       clearVrfStatus(name);
     }
   }

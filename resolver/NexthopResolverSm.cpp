@@ -338,9 +338,6 @@ void NexthopResolverSm::handleNexthopConfig(const IpGenAddr& addr) {
 }
 
 void NexthopResolverSm::handleNexthopReview() {
-  if (!initialized_) {
-    return;
-  }
   ROUTING_TRACE(traceFacility, 8, "[{}:{}] handleNexthopReview", vrfName_, name_);
   const Ptr<Task> task = reviewNexthopTask_;
   const std::uint64_t count = reviewSlice(*task);
@@ -567,7 +564,7 @@ void NexthopResolverSm::fecIdToResolverIdDispatch(FieldId field, const void* key
 }
 
 void NexthopResolverSm::reviewNexthopTaskDispatch(FieldId field, const void* /*key*/) {
-  if (!zombie_ && field == Task::runField) {
+  if (!zombie_ && initialized_ && field == Task::runField) {
     const Ptr<NexthopResolverSm> self(this);
     handleNexthopReview();
   }
