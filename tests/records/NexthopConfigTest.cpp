@@ -45,6 +45,10 @@ TEST_F(NexthopVrfConfigTest, AnAbsentNexthopReadsAsTheDefaultEntry) {
   EXPECT_FALSE(config->nexthopHas(addr("10.0.0.1")));
 }
 
+TEST(NexthopConfigEntryTest, EntriesOfTwoAddressesDiffer) {
+  EXPECT_NE(NexthopConfigEntry{addr("10.0.0.1")}, NexthopConfigEntry{addr("10.0.0.2")});
+}
+
 TEST_F(NexthopVrfConfigTest, AConfiguredNexthopReadsAsItsEntry) {
   config->nexthopIs({addr("10.0.0.1")});
   config->nexthopIs({addr("2001:db8::1")});

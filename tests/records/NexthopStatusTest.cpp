@@ -1,5 +1,7 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <optional>
 
 #include "platform/entity/Exceptions.h"
@@ -54,6 +56,14 @@ TEST(NexthopStatusEntryTest, TheStatesHaveTheirNumbers) {
   EXPECT_EQ(static_cast<int>(NexthopResolutionState::failed), 1);
   EXPECT_EQ(static_cast<int>(NexthopResolutionState::resolved), 2);
   EXPECT_EQ(sizeof(NexthopResolutionState), 1U);
+}
+
+TEST(NexthopStatusEntryDeathTest, AStateThatIsNoMemberHasNoName) {
+  NexthopStatusEntry entry;
+  entry.resolutionState = NexthopResolutionState{3};
+  EXPECT_EXIT(static_cast<void>(entry.stringValue()),
+              testing::KilledBySignal(SIGABRT),
+              testing::HasSubstr("invalid resolution state"));
 }
 
 TEST(NexthopStatusEntryTest, EveryFieldCountsForEquality) {

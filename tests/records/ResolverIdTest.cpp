@@ -60,6 +60,7 @@ TEST(ResolverIdTest, ComparesByTheWholeValue) {
   EXPECT_NE(ResolverId(7), ResolverId(0x0100000000000007));
   EXPECT_LT(ResolverId(7), ResolverId(8));
   EXPECT_LT(ResolverId(8), ResolverId(0x0100000000000007));
+  EXPECT_LE(ResolverId(8), ResolverId(8));
 }
 
 TEST(ResolverIdTest, EqualIdentifiersHashAlikeAndTheSeedCounts) {

@@ -130,6 +130,14 @@ TEST_F(FibViaFecRead, ThatRunsOutOfMemoryPassesThroughAChange) {
   EXPECT_NE(references->fecIdRef(12), nullptr);
 }
 
+TEST_F(FibViaFecRead, ThatThrowsWhatIsNoStandardExceptionPassesThrough) {
+  struct Foreign {};
+  scripted->readIs([](FecId) -> FibGen::Fec { throw Foreign(); });
+  start(scripted);
+  EXPECT_THROW(addReference(12, "bgp", "10.0.0.1"), Foreign);
+  EXPECT_EQ(scripted->takeCorruptions(), Events{});
+}
+
 TEST_F(FibViaFecRead, OfATableThatIsNotThereFindsNoFec) {
   start(nullptr);
   EXPECT_EQ(

@@ -251,10 +251,11 @@ TEST_F(FibViaReferencesDeathTest, AllocatingTwiceIsTracedAndStopsTheProcess) {
                              "allocated for fecId\"\" failed.\n")));
 }
 
-TEST_F(FibViaReferencesDeathTest, AllocatingTwiceForFecZeroStopsTheProcessToo) {
+TEST_F(FibViaReferencesDeathTest, AllocatingTwiceForFecZeroStopsTheProcessTooWithoutATrace) {
   table->fecIs(fecOf(0));
   start();
   references->fecIdRefIs(0);
+  traces.reset();
   EXPECT_EXIT(machine->allocateResolverIdForGenFecId(0),
               testing::KilledBySignal(SIGABRT),
               testing::HasSubstr("Assertion \"0 && \"resId already allocated for fecId\"\""));

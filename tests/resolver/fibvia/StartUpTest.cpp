@@ -34,6 +34,14 @@ class FibViaStartUp : public Support::FibViaFixture {
     ASSERT_NE(machine->cleanupNhResVrfFsTimer(), nullptr);
     EXPECT_EQ(machine->cleanupNhResVrfFsTimer()->expiry(), seconds(300));
   }
+  void startWithTracesOff() {
+    machine = NexthopResolverFibViaSm::NexthopResolverFibViaSmIs("v1",
+                                                                 table,
+                                                                 records,
+                                                                 references,
+                                                                 map,
+                                                                 context);
+  }
 };
 
 TEST_F(FibViaStartUp, NothingPublishedResetsTheContextWithoutACleanup) {
@@ -171,6 +179,23 @@ TEST_F(FibViaStartUp, AUsedUpCounterIsNamedEvenWhenNothingIsPublished) {
       (Events{fibViaLine(2, "handleInitialized ResolverId reset because maxResId was reached"),
               "context 4",
               fibViaLine(2, "handleInitialized resolverId starting at 3")}));
+}
+
+TEST_F(FibViaStartUp, AUsedUpCounterStartsOverAlsoWithTracesOff) {
+  published({9, 1});
+  firstUnallocated(0x0100000000000000);
+  startWithTracesOff();
+  EXPECT_EQ(firstUnallocated(), 4U);
+  EXPECT_TRUE(publishedIds().empty());
+  expectNoTimer();
+}
+
+TEST_F(FibViaStartUp, OnlyReservedRecordsResetTheContextAlsoWithTracesOff) {
+  published({0, 2});
+  firstUnallocated(57);
+  startWithTracesOff();
+  EXPECT_EQ(firstUnallocated(), 4U);
+  expectTimer();
 }
 
 TEST_F(FibViaStartUp, OnlyTheValueBehindTheLastCounterValueMarksTheCounterUsedUp) {

@@ -45,6 +45,21 @@ TEST_F(ResolverStart, ResolvesNothingBeforeTheTaskRuns) {
   EXPECT_EQ(run(), (Events{"status 10.0.0.1 resolved 12 by 10.0.0.0/8"}));
 }
 
+TEST_F(ResolverStart, ANexthopConfiguredWhileItStartsIsQueuedByTheStart) {
+  configure(NexthopStatusFecIdType::fibFecId);
+  CallbackTraceSink sink([this](const TraceMessage& message) {
+    if (message.text == "[v1:c1] handleInitialized fecIdtype: fibFecId") {
+      nexthop("10.0.0.1");
+    }
+  });
+  sink.attachedIs(true);
+  traced();
+  start();
+  EXPECT_EQ(log.take(), (Events{resolverLine(8, "handleInitialized fecIdtype: fibFecId")}));
+  EXPECT_EQ(queued(), std::vector<std::string>{"10.0.0.1"});
+  EXPECT_TRUE(scheduled());
+}
+
 TEST_F(ResolverStart, FirstReviewRemovesEntriesThatAreNoLongerConfigured) {
   configure(NexthopStatusFecIdType::fibFecId);
   addFailedResolutionStatusEntry(status, addr("10.0.0.9"));

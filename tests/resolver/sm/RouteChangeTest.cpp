@@ -65,6 +65,13 @@ TEST_F(RouteChange, OfTheUnsetPrefixIsIgnored) {
   EXPECT_FALSE(scheduled());
 }
 
+TEST_F(RouteChange, OfTheUnsetPrefixIsIgnoredAlsoWithTracesOff) {
+  traces.reset();
+  world.trie4->changedPrefixIs(IpGenPrefix());
+  EXPECT_TRUE(queued().empty());
+  EXPECT_FALSE(scheduled());
+}
+
 TEST_F(RouteChange, WithoutATrackedNexthopInsideIsIgnoredAndSchedulesNothing) {
   world.route("172.16.0.0/12", {12, 0, 1, 0});
   world.route("2001:dba::/32", {12, 0, 1, 0});

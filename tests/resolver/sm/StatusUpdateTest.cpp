@@ -240,22 +240,22 @@ TEST_F(StatusUpdate, ACorruptRouteIsReportedAlsoWhileRoutingIsDisabled) {
   EXPECT_EQ(reports, 1);
 }
 
-// A route table whose reads run out of memory.
-class ExhaustedTable final : public Fib::RouteStatus {
+// A route table whose reads throw.
+template <class Thrown>
+class ThrowingTable final : public Fib::RouteStatus {
  public:
-  Route route(const Prefix& /*prefix*/) const override { throw std::bad_alloc(); }
+  Route route(const Prefix& /*prefix*/) const override { throw Thrown(); }
   void doCorruptionDetected(const String& /*message*/) const override { ++reports; }
   const TypeData& typeData() const override {
-    static const TypeData type("ExhaustedTable");
+    static const TypeData type("ThrowingTable");
     return type;
   }
   mutable int reports = 0;
 };
 
-TEST_F(StatusUpdate, LackOfMemoryInAReadIsNoCorruptionAndReachesTheCaller) {
-  start();
-  const auto table = makeEntity<ExhaustedTable>();
-  const auto update = [&] {
+class StatusUpdateThrowingRead : public StatusUpdate {
+ protected:
+  void updateFrom(const Ptr<const Fib::RouteStatus>& table) {
     updateNexthopStatus("c1",
                         resolver.get(),
                         status,
@@ -263,10 +263,23 @@ TEST_F(StatusUpdate, LackOfMemoryInAReadIsNoCorruptionAndReachesTheCaller) {
                         Ptr<const FecIdToResolverId>(map),
                         addr("10.0.0.1"),
                         true,
-                        Ptr<const Fib::RouteStatus>(table),
+                        table,
                         prefix("10.0.0.0/8"));
-  };
-  EXPECT_THROW(update(), std::bad_alloc);
+  }
+};
+
+TEST_F(StatusUpdateThrowingRead, ForLackOfMemoryIsNoCorruptionAndReachesTheCaller) {
+  start();
+  const auto table = makeEntity<ThrowingTable<std::bad_alloc>>();
+  EXPECT_THROW(updateFrom(table), std::bad_alloc);
+  EXPECT_EQ(table->reports, 0);
+}
+
+TEST_F(StatusUpdateThrowingRead, OfWhatIsNoStandardExceptionReachesTheCaller) {
+  struct Foreign {};
+  start();
+  const auto table = makeEntity<ThrowingTable<Foreign>>();
+  EXPECT_THROW(updateFrom(table), Foreign);
   EXPECT_EQ(table->reports, 0);
 }
 
