@@ -232,6 +232,12 @@ bool Fecs::usesInterface(FecId fec, std::uint32_t interface) const {
   });
 }
 
+bool Fecs::usesInterface(std::uint32_t interface) const {
+  return std::any_of(records_.begin(), records_.end(), [this, interface](const auto& entry) {
+    return usesInterface(entry.first, interface);
+  });
+}
+
 const Fecs::Record& Fecs::record(FecId fec) const {
   const auto found = records_.find(fec);
   ROUTING_ASSERT(found != records_.end() && "a FEC of this VRF");

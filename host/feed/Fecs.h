@@ -75,6 +75,8 @@ class Fecs {
   // True for FECs without hops too. Requires: one of these FECs.
   bool usable(FecId fec) const { return record(fec).usable; }
   bool usesInterface(FecId fec, std::uint32_t interface) const;
+  // True when any of these FECs has a hop on it, dead or alive.
+  bool usesInterface(std::uint32_t interface) const;
   const Hops& hops(FecId fec) const { return record(fec).hops; }
   // 0 unless the FEC is an object's.
   std::uint32_t object(FecId fec) const { return record(fec).object; }

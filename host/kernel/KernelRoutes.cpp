@@ -63,9 +63,9 @@ void KernelRoutes::start() {
 // -----------------------------------------------------------------------------------
 
 void KernelRoutes::readable() {
-  for (std::size_t bytes = 0; bytes < batchBytes;) {
-    const NetlinkSocket::Received received =
-        socket_.receive([this](Bytes messages) { datagram(messages); });
+  NetlinkSocket::Received received;
+  for (std::size_t bytes = 0; bytes < batchBytes && !received.drained;) {
+    received = socket_.receive([this](Bytes messages) { datagram(messages); });
     bytes += received.bytes;
     counters_.bytes += received.bytes;
     if (received.overrun) {
@@ -75,8 +75,6 @@ void KernelRoutes::readable() {
       ++counters_.truncated;
       torn_ = true;
       lost();
-    } else if (received.bytes == 0) {
-      break;
     }
   }
   state_.batchEnd();

@@ -82,6 +82,11 @@ void KernelState::routeMessage(const Message& message, bool inDump) {
     recheck_.everything = true;
   }
   const FecId fec = fecOf(*routes, route_);
+  if (fec == 0) {
+    for (const Hop& hop : route_.hops) {
+      deadInterfaces_.insert(hop.via.intfId.value);
+    }
+  }
   if (inDump) {
     routes->dumpRoute(route_, fec);
   } else {
@@ -204,11 +209,22 @@ void KernelState::preferredSourceIs(const RouteMessage& route) {
 // ---- interfaces and nexthop objects
 // --------------------------------------------------------------
 
+// Whether routes can appear on the interface or vanish from it without a word.
+bool KernelState::interfaceUsed(std::uint32_t interface) const {
+  return deadInterfaces_.count(interface) != 0 ||
+         std::any_of(routes_.begin(), routes_.end(), [interface](const auto& routes) {
+           return routes->feed().fecs().usesInterface(interface);
+         });
+}
+
 void KernelState::linkIs(const LinkMessage& link) {
   const Links::Link* known = links_.link(link.interface);
   const bool wasUp = known != nullptr && known->content.up;
   const bool wasRunning = known != nullptr && known->content.running;
-  const bool isNew = known == nullptr;
+  if (known != nullptr && (wasUp != link.up || wasRunning != link.running) &&
+      interfaceUsed(link.interface)) {
+    recheck_.interfaces.insert(link.interface);
+  }
   links_.linkIs(link);
   vrfDeviceIs(link);
   if (wasUp && !link.up) {
@@ -216,16 +232,15 @@ void KernelState::linkIs(const LinkMessage& link) {
   } else if (wasRunning && !link.running) {
     objectsChanged(objects_.interfaceDel(link.interface));
   }
-  if (!isNew && (wasUp != link.up || wasRunning != link.running)) {
-    recheck_.interfaces.insert(link.interface);
-  }
 }
 
 void KernelState::linkDel(std::uint32_t interface) {
+  if (interfaceUsed(interface)) {
+    recheck_.interfaces.insert(interface);
+  }
   linkDown(interface);
   links_.linkDel(interface);
   vrfDeviceDel(interface);
-  recheck_.interfaces.insert(interface);
 }
 
 void KernelState::linkDown(std::uint32_t interface) {
@@ -237,10 +252,12 @@ void KernelState::linkDown(std::uint32_t interface) {
 
 void KernelState::addressDel(const AddressMessage& address) {
   if (links_.addressDel(address)) {
+    if (interfaceUsed(address.interface)) {
+      recheck_.interfaces.insert(address.interface);
+    }
     for (const auto& routes : routes_) {
       routes->feed().fecs().interfaceDead(address.interface, AddressFamily::ipv4);
     }
-    recheck_.interfaces.insert(address.interface);
   }
   if (preferredSources_.count(address.address) != 0) {
     recheck_.everything = true;

@@ -14,9 +14,9 @@
 //   dump of anything              the same for each message, and then what was not named is gone
 //
 // The kernel does the third to fifth without telling of the routes. What is done here by these
-// rules is done at once, and checked: recheck() then names what should be read again. It also names
-// what a message put in doubt. Who reads again does so a little later, because the kernel sends the
-// message first and drops the routes after.
+// rules is done at once, and checked: takeRecheck() names what should be read again, unless no
+// route was known to use the interface. It also names what a message put in doubt. Who reads again
+// does so a little later, because the kernel sends the message first and drops the routes after.
 //
 // Messages come in batches; batchEnd() closes one. Routes that a batch left without a live hop are
 // removed there, in one walk.
@@ -118,6 +118,7 @@ class KernelState {
   void deadOnDownLinks(Hops& hops) const noexcept;
   void preferredSourceIs(const RouteMessage& route);
 
+  bool interfaceUsed(std::uint32_t interface) const;
   void linkIs(const LinkMessage& link);
   void linkDel(std::uint32_t interface);
   void linkDown(std::uint32_t interface);
@@ -140,6 +141,9 @@ class KernelState {
   // route without a word when the address goes.
   std::set<IpGenAddr> preferredSources_;
   IpGenAddr lastPreferredSource_;
+  // Interfaces of routes that were left out because none of their hops was alive: the kernel does
+  // not tell when one is again.
+  std::set<std::uint32_t> deadInterfaces_;
   Recheck recheck_;
   KernelCounters counters_;
 

@@ -146,11 +146,13 @@ NetlinkSocket::Received NetlinkSocket::receive(const Handler& handler) {
   const int count = ::recvmmsg(fd_.get(), messages.data(), batchSize, 0, nullptr);
   if (count == -1) {
     received.overrun = errno == ENOBUFS;
+    received.drained = errno == EAGAIN;
     if (errno != ENOBUFS && errno != EAGAIN && errno != EINTR) {
       throw SystemError(errno, "cannot receive the kernel's notifications");
     }
     return received;
   }
+  received.drained = static_cast<std::size_t>(count) < batchSize;
   for (std::size_t index = 0; index < static_cast<std::size_t>(count); ++index) {
     received.bytes += messages[index].msg_len;
     if ((messages[index].msg_hdr.msg_flags & MSG_TRUNC) != 0) {

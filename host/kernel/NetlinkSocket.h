@@ -22,8 +22,9 @@ class NetlinkSocket {
  public:
   // Replies and notifications of one read, in order.
   struct Received {
-    // Bytes handed out. 0: nothing is waiting.
     std::size_t bytes = 0;
+    // Nothing more is waiting.
+    bool drained = false;
     // Notifications were lost.
     bool overrun = false;
     // Something was too large and is cut off; it was not handed out.
