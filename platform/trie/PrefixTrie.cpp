@@ -58,8 +58,12 @@ void PrefixTrie<Family>::release(TrieRef subtree) noexcept {
 
 template <class Family>
 bool PrefixTrie<Family>::insert(const IpGenPrefix& prefix) {
-  ROUTING_ASSERT(!walking_ && "trie changed by its own walk");
   if (!inFamily(prefix)) {
+    return false;
+  }
+  if (walking_) {
+    // Who is called by the walk may add what is there.
+    ROUTING_ASSERT(has(prefix) && "trie changed by its own walk");
     return false;
   }
   if (!top_ && size_ >= topLimit && !has(prefix)) {
@@ -196,8 +200,11 @@ void PrefixTrie<Family>::split(TrieRef& slot, const Stored& prefix) {
 
 template <class Family>
 bool PrefixTrie<Family>::erase(const IpGenPrefix& prefix) noexcept {
-  ROUTING_ASSERT(!walking_ && "trie changed by its own walk");
   if (!inFamily(prefix)) {
+    return false;
+  }
+  if (walking_) {
+    ROUTING_ASSERT(!has(prefix) && "trie changed by its own walk");
     return false;
   }
   const Stored stored = Stored::of(prefix);

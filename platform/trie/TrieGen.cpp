@@ -51,8 +51,22 @@ void TrieGen::routeDel(const IpGenPrefix& prefix) {
 // released too: what is published is a copy of the caller's own.
 void TrieGen::changedPrefixIs(const IpGenPrefix& prefix) {
   const IpGenPrefix key = prefix;
-  changedPrefix_ = key;
+  const Announcement announcement(*this, key);
   publish(changedPrefixField, &key);
+}
+
+// Who is still to be told of the outer change reads the outer prefix.
+TrieGen::Announcement::Announcement(TrieGen& trie, const IpGenPrefix& prefix)
+    : trie_(&trie), outer_(trie.changedPrefix_) {
+  trie.changedPrefix_ = prefix;
+  trie.announcements_ += 1;
+}
+
+TrieGen::Announcement::~Announcement() {
+  trie_->announcements_ -= 1;
+  if (trie_->announcements_ != 0) {
+    trie_->changedPrefix_ = outer_;
+  }
 }
 
 bool TrieGen::routeHas(const IpGenPrefix& prefix) const noexcept {

@@ -14,15 +14,17 @@
 //   routeDel(p)         the same
 //   changedPrefixIs(p)  none; says that the route under p has new content p, always
 //
-// changedPrefix() is the last prefix published, unset before the first. The writer changes the
-// route table first and this trie last, so whoever is notified finds the table as it will stand.
+// changedPrefix() is, during a delivery, the prefix that is delivered; otherwise the last one that
+// was, unset before the first. When a notifiee changes the trie, that delivery is whole before the
+// outer one goes on, with its own prefix again. The writer changes the route table first and this
+// trie last, so whoever is notified finds the table as it will stand.
 //
 // The empty prefix and prefixes of the other family are covered by nothing, cover nothing, and are
 // not there to be removed; adding one is a programming error.
 //
 // Reentering: the trie may be changed, or released, by whom it notifies. It may not be changed by
-// the callback of its own walk; the callback may ask it anything, walk it again, change other tries
-// and release this one.
+// the callback of its own walk; the callback may ask it anything, add what is there and remove what
+// is not, walk it again, change other tries and release this one.
 
 #include <cstddef>
 #include <utility>
@@ -62,10 +64,10 @@ class TrieGen : public Entity, public Publisher {
   String checkInvariants() const;
 
   // Adds the prefix when `present`, else the same as routeDel.
-  // Requires: of this family when present; no walk under way. Publishes: the prefix, if that
-  // changed something. Throws: std::bad_alloc; the trie is unchanged then.
+  // Requires: of this family when present; no walk under way that this would change. Publishes: the
+  // prefix, if that changed something. Throws: std::bad_alloc; the trie is unchanged then.
   void routeIs(const IpGenPrefix& prefix, bool present);
-  // Requires: no walk under way. Publishes: the prefix, if it was there.
+  // Requires: no walk under way that this would change. Publishes: the prefix, if it was there.
   void routeDel(const IpGenPrefix& prefix);
   // Publishes: the prefix.
   void changedPrefixIs(const IpGenPrefix& prefix);
@@ -93,9 +95,24 @@ class TrieGen : public Entity, public Publisher {
     return trie4 != nullptr ? call(*trie4) : call(*std::get_if<Trie6>(&self.trie_));
   }
 
+  // A delivery under way. Holds the trie, which a notifiee may release.
+  class Announcement {
+   public:
+    Announcement(TrieGen& trie, const IpGenPrefix& prefix);
+    Announcement(const Announcement&) = delete;
+    Announcement& operator=(const Announcement&) = delete;
+    ~Announcement();
+
+   private:
+    Ptr<TrieGen> trie_;
+    IpGenPrefix outer_;
+  };
+
   String name_;
   AddressFamily family_;
   IpGenPrefix changedPrefix_;
+  // Deliveries under way, one inside the other.
+  unsigned announcements_ = 0;
   std::variant<std::monostate, Trie4, Trie6> trie_;
 };
 

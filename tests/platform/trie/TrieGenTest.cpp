@@ -118,6 +118,17 @@ TEST(TrieGen, ANotifieeMayChangeTheTrieAndItsChangeIsPublishedInside) {
   EXPECT_THAT(second.notes, ElementsAre("10.0.0.0/8 absent", "10.0.0.0/8 absent"));
 }
 
+// Announcements expects changedPrefix() to be what is delivered to it.
+TEST(TrieGen, TheChangedPrefixIsTheOneDeliveredAlsoAfterAChangeInside) {
+  const auto trie = ipv4Trie();
+  Announcements first(trie);
+  const Announcements second(trie);
+  first.then = [&trie] { trie->routeIs(prefix("11.0.0.0/8"), true); };
+  trie->routeIs(prefix("10.0.0.0/8"), true);
+  EXPECT_THAT(second.notes, ElementsAre("11.0.0.0/8 there", "10.0.0.0/8 there"));
+  EXPECT_EQ(prefix("10.0.0.0/8"), trie->changedPrefix());
+}
+
 TEST(TrieGen, ANotifieeMayReleaseTheTrie) {
   auto trie = ipv4Trie();
   TrieGen& plain = *trie;
