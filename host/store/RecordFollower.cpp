@@ -1,0 +1,157 @@
+#include "host/store/RecordFollower.h"
+
+#include <utility>
+
+namespace Routing::Host {
+
+StatusFollower::StatusFollower(const Ptr<const Dir>& statuses)
+    : statuses_(statuses), changed_(*statuses_, Dir::entryField) {
+  for (auto cursor = statuses_->entry().cursor(); !cursor.atEnd(); cursor.next()) {
+    present_.push_back(cursor.key());
+  }
+}
+
+void StatusFollower::collect(StoreBatch& batch) {
+  for (const String& name : std::exchange(present_, {})) {
+    collectClient(name, batch);
+  }
+  for (const String& name : changed_.take()) {
+    collectClient(name, batch);
+  }
+  for (const auto& [unused, client] : clients_) {
+    for (const VrfName& name : client->changed.take()) {
+      collectVrf(*client, name, batch);
+    }
+    for (const auto& [vrfName, vrf] : client->vrfs) {
+      if (vrf->changed.empty()) {
+        continue;
+      }
+      key_ = StoreFormat::nameKey(client->record->name(), vrfName);
+      for (const IpGenAddr& addr : vrf->changed.take()) {
+        collectEntry(*vrf, addr, batch);
+      }
+    }
+  }
+}
+
+// The client's record came, went or is another one.
+void StatusFollower::collectClient(const String& name, StoreBatch& batch) {
+  const auto status = entityOf<const NexthopStatus>(*statuses_, name);
+  const auto followed = clients_.find(name);
+  if (followed != clients_.end()) {
+    if (followed->second->record == status) {
+      return;
+    }
+    clients_.erase(followed);
+  }
+  const std::string key = StoreFormat::nameKey(name);
+  batch.del(StoreDatabase::status, key);
+  batch.delPrefix(StoreDatabase::status, key + '\0');
+  if (!status) {
+    return;
+  }
+  batch.put(StoreDatabase::status, key, {});
+  FollowedClient& client =
+      *clients_.emplace(name, std::make_unique<FollowedClient>(status)).first->second;
+  for (auto cursor = status->vrf().cursor(); !cursor.atEnd(); cursor.next()) {
+    collectVrf(client, cursor.key(), batch);
+  }
+}
+
+// The client's record of a VRF came, went or is another one.
+void StatusFollower::collectVrf(FollowedClient& client, const VrfName& name, StoreBatch& batch) {
+  const Ptr<const NexthopVrfStatus> status = client.record->vrf(name);
+  const auto followed = client.vrfs.find(name);
+  if (followed != client.vrfs.end()) {
+    if (followed->second->record == status) {
+      return;
+    }
+    client.vrfs.erase(followed);
+  }
+  key_ = StoreFormat::nameKey(client.record->name(), name);
+  batch.del(StoreDatabase::status, key_);
+  batch.delPrefix(StoreDatabase::status, key_ + '\0');
+  if (!status) {
+    return;
+  }
+  batch.put(StoreDatabase::status, key_, StoreFormat::kindValue(status->fecIdType()));
+  const FollowedVrf& vrf =
+      *client.vrfs.emplace(name, std::make_unique<FollowedVrf>(status)).first->second;
+  for (auto cursor = status->nexthop().cursor(); !cursor.atEnd(); cursor.next()) {
+    collectEntry(vrf, cursor.key(), batch);
+  }
+}
+
+// Requires: key_ is the key of the VRF.
+void StatusFollower::collectEntry(const FollowedVrf& vrf,
+                                  const IpGenAddr& addr,
+                                  StoreBatch& batch) {
+  const std::size_t vrfKeySize = key_.size();
+  key_.push_back('\0');
+  StoreFormat::appendAddress(addr, key_);
+  if (const NexthopStatusEntry* entry = vrf.record->nexthop(addr)) {
+    StoreFormat::statusValue(*entry, value_);
+    batch.put(StoreDatabase::status, key_, value_);
+  } else {
+    batch.del(StoreDatabase::status, key_);
+  }
+  key_.resize(vrfKeySize);
+}
+
+ForwardingFollower::ForwardingFollower(const Vrf& vrf)
+    : name_(vrf.name()),
+      forwarding_(vrf.forwarding()),
+      context_(vrf.context()),
+      vrfChanged_(*forwarding_, NexthopResolverForwardingStatus::vrfField) {
+  subscribe(*context_);
+}
+
+void ForwardingFollower::onAttribute(FieldId, const void*) { contextChanged_ = true; }
+
+void ForwardingFollower::collect(StoreBatch& batch) {
+  if (std::exchange(contextChanged_, false)) {
+    batch.put(StoreDatabase::context,
+              StoreFormat::nameKey(name_),
+              StoreFormat::numberValue(context_->firstUnAllocatedNexthopResolverId()));
+  }
+  const bool vrfChanged = !vrfChanged_.take().empty();
+  if (std::exchange(vrfUnknown_, false) || (vrfChanged && record_ != forwarding_->vrf(name_))) {
+    collectWhole(batch);
+  } else if (changed_) {
+    for (const ResolverId resolverId : changed_->take()) {
+      collectRecord(resolverId, batch);
+    }
+  }
+}
+
+void ForwardingFollower::collectWhole(StoreBatch& batch) {
+  changed_.reset();
+  record_ = forwarding_->vrf(name_);
+  const std::string key = StoreFormat::nameKey(name_);
+  batch.del(StoreDatabase::forwarding, key);
+  batch.delPrefix(StoreDatabase::forwarding, key + '\0');
+  if (!record_) {
+    return;
+  }
+  batch.put(StoreDatabase::forwarding, key, {});
+  changed_ = std::make_unique<ChangedKeys<ResolverId>>(
+      *record_,
+      NexthopResolverVrfForwardingStatus::nexthopResolverIdViaField);
+  for (auto cursor = record_->nexthopResolverIdVia().cursor(); !cursor.atEnd(); cursor.next()) {
+    collectRecord(cursor.key(), batch);
+  }
+}
+
+void ForwardingFollower::collectRecord(ResolverId resolverId, StoreBatch& batch) {
+  std::string key = StoreFormat::nameKey(name_);
+  key.push_back('\0');
+  StoreFormat::appendResolverId(resolverId, key);
+  if (const NexthopResolverIdVia* record = record_->nexthopResolverIdVia().find(resolverId)) {
+    StoreFormat::forwardingValue(*record, value_);
+    batch.put(StoreDatabase::forwarding, key, value_);
+  } else {
+    batch.del(StoreDatabase::forwarding, key);
+  }
+}
+
+}  // namespace Routing::Host
