@@ -338,6 +338,13 @@ void NexthopResolverSm::handleNexthopConfig(const IpGenAddr& addr) {
 }
 
 void NexthopResolverSm::handleNexthopReview() {
+  // Start-up queues every nexthop itself.
+  if (initialized_) {
+    review();
+  }
+}
+
+void NexthopResolverSm::review() {
   ROUTING_TRACE(traceFacility, 8, "[{}:{}] handleNexthopReview", vrfName_, name_);
   const Ptr<Task> task = reviewNexthopTask_;
   const std::uint64_t count = reviewSlice(*task);
@@ -369,7 +376,8 @@ std::uint64_t NexthopResolverSm::reviewSlice(Task& task) {
     ++count;
     const IpGenAddr addr = cursor.key();
     processNexthop(addr);
-    // Only now: what queues it again meanwhile has been taken into account.
+    // Only now: what queued it again meanwhile was seen by processNexthop, unless it came with the
+    // removal of its own entry.
     reviewNexthopDel(addr);
     const bool yield = task.taskShouldYield();
     cursor.next();
@@ -564,7 +572,7 @@ void NexthopResolverSm::fecIdToResolverIdDispatch(FieldId field, const void* key
 }
 
 void NexthopResolverSm::reviewNexthopTaskDispatch(FieldId field, const void* /*key*/) {
-  if (!zombie_ && initialized_ && field == Task::runField) {
+  if (!zombie_ && field == Task::runField) {
     const Ptr<NexthopResolverSm> self(this);
     handleNexthopReview();
   }

@@ -177,6 +177,7 @@ class NexthopResolverSm final : public Entity {
   void unsubscribeFromInputs();
   void removeNexthop(const IpGenAddr& addr, const IpGenPrefix& hostPrefix);
   void resolveNexthop(const IpGenAddr& addr, const IpGenPrefix& hostPrefix);
+  void review();
   std::uint64_t reviewSlice(Task& task);
   void handleChangedRoute(const char* operation,
                           const Ptr<const TrieGen>& trie,
