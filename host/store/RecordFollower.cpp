@@ -4,14 +4,16 @@
 
 namespace Routing::Host {
 
-StatusFollower::StatusFollower(const Ptr<const Dir>& statuses)
-    : statuses_(statuses), changed_(*statuses_, Dir::entryField) {
-  for (auto cursor = statuses_->entry().cursor(); !cursor.atEnd(); cursor.next()) {
+template <class Kind>
+ClientFollower<Kind>::ClientFollower(const Ptr<const Dir>& clients)
+    : dir_(clients), changed_(*dir_, Dir::entryField) {
+  for (auto cursor = dir_->entry().cursor(); !cursor.atEnd(); cursor.next()) {
     present_.push_back(cursor.key());
   }
 }
 
-void StatusFollower::collect(StoreBatch& batch) {
+template <class Kind>
+void ClientFollower<Kind>::collect(StoreBatch& batch) {
   for (const String& name : std::exchange(present_, {})) {
     collectClient(name, batch);
   }
@@ -35,68 +37,75 @@ void StatusFollower::collect(StoreBatch& batch) {
 }
 
 // The client's record came, went or is another one.
-void StatusFollower::collectClient(const String& name, StoreBatch& batch) {
-  const auto status = entityOf<const NexthopStatus>(*statuses_, name);
+template <class Kind>
+void ClientFollower<Kind>::collectClient(const String& name, StoreBatch& batch) {
+  const Ptr<const Client> record = entityOf<const Client>(*dir_, name);
   const auto followed = clients_.find(name);
   if (followed != clients_.end()) {
-    if (followed->second->record == status) {
+    if (followed->second->record == record) {
       return;
     }
     clients_.erase(followed);
   }
   const std::string key = StoreFormat::nameKey(name);
-  batch.del(StoreDatabase::status, key);
-  batch.delPrefix(StoreDatabase::status, key + '\0');
-  if (!status) {
+  batch.del(Kind::database, key);
+  batch.delPrefix(Kind::database, key + '\0');
+  if (!record) {
     return;
   }
-  batch.put(StoreDatabase::status, key, {});
+  batch.put(Kind::database, key, {});
   FollowedClient& client =
-      *clients_.emplace(name, std::make_unique<FollowedClient>(status)).first->second;
-  for (auto cursor = status->vrf().cursor(); !cursor.atEnd(); cursor.next()) {
+      *clients_.emplace(name, std::make_unique<FollowedClient>(record)).first->second;
+  for (auto cursor = record->vrf().cursor(); !cursor.atEnd(); cursor.next()) {
     collectVrf(client, cursor.key(), batch);
   }
 }
 
 // The client's record of a VRF came, went or is another one.
-void StatusFollower::collectVrf(FollowedClient& client, const VrfName& name, StoreBatch& batch) {
-  const Ptr<const NexthopVrfStatus> status = client.record->vrf(name);
+template <class Kind>
+void ClientFollower<Kind>::collectVrf(FollowedClient& client,
+                                      const VrfName& name,
+                                      StoreBatch& batch) {
+  const Ptr<const ClientVrf> record = client.record->vrf(name);
   const auto followed = client.vrfs.find(name);
   if (followed != client.vrfs.end()) {
-    if (followed->second->record == status) {
+    if (followed->second->record == record) {
       return;
     }
     client.vrfs.erase(followed);
   }
   key_ = StoreFormat::nameKey(client.record->name(), name);
-  batch.del(StoreDatabase::status, key_);
-  batch.delPrefix(StoreDatabase::status, key_ + '\0');
-  if (!status) {
+  batch.del(Kind::database, key_);
+  batch.delPrefix(Kind::database, key_ + '\0');
+  if (!record) {
     return;
   }
-  batch.put(StoreDatabase::status, key_, StoreFormat::kindValue(status->fecIdType()));
+  batch.put(Kind::database, key_, StoreFormat::kindValue(record->fecIdType()));
   const FollowedVrf& vrf =
-      *client.vrfs.emplace(name, std::make_unique<FollowedVrf>(status)).first->second;
-  for (auto cursor = status->nexthop().cursor(); !cursor.atEnd(); cursor.next()) {
+      *client.vrfs.emplace(name, std::make_unique<FollowedVrf>(record)).first->second;
+  for (auto cursor = record->nexthop().cursor(); !cursor.atEnd(); cursor.next()) {
     collectEntry(vrf, cursor.key(), batch);
   }
 }
 
 // Requires: key_ is the key of the VRF.
-void StatusFollower::collectEntry(const FollowedVrf& vrf,
-                                  const IpGenAddr& addr,
-                                  StoreBatch& batch) {
+template <class Kind>
+void ClientFollower<Kind>::collectEntry(const FollowedVrf& vrf,
+                                        const IpGenAddr& addr,
+                                        StoreBatch& batch) {
   const std::size_t vrfKeySize = key_.size();
   key_.push_back('\0');
   StoreFormat::appendAddress(addr, key_);
-  if (const NexthopStatusEntry* entry = vrf.record->nexthop(addr)) {
-    StoreFormat::statusValue(*entry, value_);
-    batch.put(StoreDatabase::status, key_, value_);
+  if (Kind::value(*vrf.record, addr, value_)) {
+    batch.put(Kind::database, key_, value_);
   } else {
-    batch.del(StoreDatabase::status, key_);
+    batch.del(Kind::database, key_);
   }
   key_.resize(vrfKeySize);
 }
+
+template class ClientFollower<ConfigKind>;
+template class ClientFollower<StatusKind>;
 
 ForwardingFollower::ForwardingFollower(const Vrf& vrf)
     : name_(vrf.name()),

@@ -2,7 +2,8 @@
 
 // Follows the records that outlive the daemon and tells at the end of a turn what to write.
 //
-//   StatusFollower       every client's status, through the directory
+//   ConfigFollower       every client's configuration, through the directory
+//   StatusFollower       every client's status, the same way
 //   ForwardingFollower   what one VRF publishes, and its context
 //
 // While records change, only the keys are noted, each in the record's own list. What is written is
@@ -45,24 +46,29 @@ class ChangedKeys final : public Observer {
   std::vector<Key> keys_;
 };
 
-class StatusFollower {
+// Kind says what the two differ in: the records, the database, and what stands at an address.
+template <class Kind>
+class ClientFollower {
  public:
+  using Client = typename Kind::Client;
+  using ClientVrf = typename Kind::ClientVrf;
+
   // What is there already counts as changed.
-  explicit StatusFollower(const Ptr<const Dir>& statuses);
+  explicit ClientFollower(const Ptr<const Dir>& clients);
   // Appends what changed since the last time.
   void collect(StoreBatch& batch);
 
  private:
   struct FollowedVrf {
-    explicit FollowedVrf(const Ptr<const NexthopVrfStatus>& status)
-        : record(status), changed(*record, NexthopVrfStatus::nexthopField) {}
-    Ptr<const NexthopVrfStatus> record;
+    explicit FollowedVrf(const Ptr<const ClientVrf>& vrf)
+        : record(vrf), changed(*record, ClientVrf::nexthopField) {}
+    Ptr<const ClientVrf> record;
     ChangedKeys<IpGenAddr> changed;
   };
   struct FollowedClient {
-    explicit FollowedClient(const Ptr<const NexthopStatus>& status)
-        : record(status), changed(*record, NexthopStatus::vrfField) {}
-    Ptr<const NexthopStatus> record;
+    explicit FollowedClient(const Ptr<const Client>& client)
+        : record(client), changed(*record, Client::vrfField) {}
+    Ptr<const Client> record;
     ChangedKeys<VrfName> changed;
     std::map<VrfName, std::unique_ptr<FollowedVrf>> vrfs;
   };
@@ -71,7 +77,7 @@ class StatusFollower {
   void collectVrf(FollowedClient& client, const VrfName& name, StoreBatch& batch);
   void collectEntry(const FollowedVrf& vrf, const IpGenAddr& addr, StoreBatch& batch);
 
-  Ptr<const Dir> statuses_;
+  Ptr<const Dir> dir_;
   ChangedKeys<String> changed_;
   // Those of the directory that are not followed yet.
   std::vector<String> present_;
@@ -80,6 +86,35 @@ class StatusFollower {
   std::string key_;
   std::string value_;
 };
+
+struct ConfigKind {
+  using Client = NexthopConfig;
+  using ClientVrf = NexthopVrfConfig;
+  static constexpr StoreDatabase database = StoreDatabase::config;
+  // False when nothing stands there.
+  static bool value(const NexthopVrfConfig& vrf, const IpGenAddr& addr, std::string& value) {
+    value.clear();
+    return vrf.nexthopConfigured(addr);
+  }
+};
+
+struct StatusKind {
+  using Client = NexthopStatus;
+  using ClientVrf = NexthopVrfStatus;
+  static constexpr StoreDatabase database = StoreDatabase::status;
+  static bool value(const NexthopVrfStatus& vrf, const IpGenAddr& addr, std::string& value) {
+    const NexthopStatusEntry* entry = vrf.nexthop(addr);
+    if (entry != nullptr) {
+      StoreFormat::statusValue(*entry, value);
+    }
+    return entry != nullptr;
+  }
+};
+
+extern template class ClientFollower<ConfigKind>;
+extern template class ClientFollower<StatusKind>;
+using ConfigFollower = ClientFollower<ConfigKind>;
+using StatusFollower = ClientFollower<StatusKind>;
 
 class ForwardingFollower final : private Observer {
  public:

@@ -17,6 +17,7 @@ namespace {
 
 constexpr std::array databaseNames{StoreFormat::meta,
                                    StoreFormat::registrations,
+                                   StoreFormat::config,
                                    StoreFormat::status,
                                    StoreFormat::forwarding,
                                    StoreFormat::context};
@@ -170,7 +171,7 @@ void StateStore::environmentOpen() {
 }
 
 void StateStore::metaLoad() {
-  StoreReader(*environment_).walkMeta([this](std::string_view key, std::string_view value) {
+  reader().walkMeta([this](std::string_view key, std::string_view value) {
     meta_.insert_or_assign(std::string(key), std::string(value));
   });
 }
@@ -203,39 +204,54 @@ void StateStore::registrationDel(std::string_view key) {
 }
 
 void StateStore::walkRegistrations(const StoreReader::BytesVisitor& visit) const {
-  StoreReader(*environment_).walkRegistrations(visit);
+  reader().walkRegistrations(visit);
+}
+
+void StateStore::configsLoad(const SharedRecords& records) const {
+  Ptr<NexthopConfig> config;
+  Ptr<NexthopVrfConfig> vrfConfig;
+  reader().walkConfig({[&](const String& client) {
+                         config = makeEntity<NexthopConfig>(client);
+                         records.configs->entityIs(client, config);
+                       },
+                       [&](const String&, const VrfName& vrf, NexthopStatusFecIdType kind) {
+                         vrfConfig = config->vrfIs(vrf, kind);
+                       },
+                       [&](const String&, const VrfName&, const IpGenAddr& addr) {
+                         vrfConfig->nexthopIs({addr});
+                       }});
 }
 
 void StateStore::statusesLoad(const SharedRecords& records) const {
   Ptr<NexthopStatus> status;
   Ptr<NexthopVrfStatus> vrfStatus;
   Ptr<NexthopConfig> config;
-  StoreReader(*environment_)
-      .walkStatus({[&](const String& client) {
-                     config = entityOf<NexthopConfig>(*records.configs, client);
-                     status = entityOf<NexthopStatus>(*records.statuses, client);
-                     if (config && !status) {
-                       status = makeEntity<NexthopStatus>(client);
-                       records.statuses->entityIs(client, status);
-                     }
-                   },
-                   [&](const String&, const VrfName& vrf, NexthopStatusFecIdType kind) {
-                     vrfStatus = config && config->vrfHas(vrf) ? status->vrfIs(vrf, kind) : nullptr;
-                   },
-                   [&](const String&, const VrfName&, const NexthopStatusEntry& entry) {
-                     if (vrfStatus) {
-                       vrfStatus->nexthopIs(entry);
-                     }
-                   }});
+  reader().walkStatus({[&](const String& client) {
+                         config = entityOf<NexthopConfig>(*records.configs, client);
+                         status = entityOf<NexthopStatus>(*records.statuses, client);
+                         if (config && !status) {
+                           status = makeEntity<NexthopStatus>(client);
+                           records.statuses->entityIs(client, status);
+                         }
+                       },
+                       [&](const String&, const VrfName& vrf, NexthopStatusFecIdType kind) {
+                         vrfStatus =
+                             config && config->vrfHas(vrf) ? status->vrfIs(vrf, kind) : nullptr;
+                       },
+                       [&](const String&, const VrfName&, const NexthopStatusEntry& entry) {
+                         if (vrfStatus) {
+                           vrfStatus->nexthopIs(entry);
+                         }
+                       }});
 }
 
 void StateStore::vrfLoad(const Vrf& vrf) const {
-  const StoreReader reader(*environment_);
-  if (const auto first = reader.context(vrf.name())) {
+  const StoreReader stored = reader();
+  if (const auto first = stored.context(vrf.name())) {
     vrf.context()->firstUnAllocatedNexthopResolverIdIs(*first);
   }
   std::vector<NexthopResolverIdVia> published;
-  if (reader.walkForwarding(vrf.name(), [&](const NexthopResolverIdVia& record) {
+  if (stored.walkForwarding(vrf.name(), [&](const NexthopResolverIdVia& record) {
         published.push_back(record);
       })) {
     const auto forwarding = vrf.forwarding()->vrfIs(vrf.name());
@@ -246,8 +262,10 @@ void StateStore::vrfLoad(const Vrf& vrf) const {
 }
 
 void StateStore::follow(Vrfs& vrfs) {
+  configs_ = std::make_unique<ConfigFollower>(vrfs.records().configs);
   statuses_ = std::make_unique<StatusFollower>(vrfs.records().statuses);
-  // Statuses of clients that were forgotten.
+  // What was loaded and forgotten since.
+  batch_.delPrefix(StoreDatabase::config, {});
   batch_.delPrefix(StoreDatabase::status, {});
   for (const auto& vrf : vrfs.all()) {
     forwarding_.emplace(vrf->name(), std::make_unique<ForwardingFollower>(*vrf));
@@ -286,7 +304,8 @@ void StateStore::commit() {
 }
 
 void StateStore::collect() {
-  if (statuses_) {
+  if (configs_) {
+    configs_->collect(batch_);
     statuses_->collect(batch_);
   }
   for (const auto& [unused, follower] : forwarding_) {

@@ -7,7 +7,7 @@
 // another process sees whole turns and a killed daemon goes on from the last whole turn. Clients
 // are told of a turn only after its transaction stands.
 //
-//   start      open -> registrations, statuses, each VRF's records -> follow -> managers
+//   start      open -> configurations, statuses, each VRF's records -> follow -> managers
 //   each turn  commit(): what changed since the last one
 //
 // Invariants:
@@ -18,6 +18,7 @@
 //      as StoreError, with nothing of the turn written; nothing is skipped.
 //   4. What is still to be written is kept until it stands.
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -75,20 +76,26 @@ class StateStore {
   std::optional<std::uint64_t> metaNumber(std::string_view name) const;
   void metaNumberIs(std::string_view name, std::uint64_t value);
 
+  // What is committed. In this process a store is read in no other way: LMDB takes a second
+  // environment for a second process. Requires: it ends before the next commit.
+  StoreReader reader() const { return StoreReader(*environment_); }
+
   // The client service's own records, by keys of its own choice: at most 500 bytes.
   void registrationIs(std::string_view key, std::string_view value);
   void registrationDel(std::string_view key);
   // As committed.
   void walkRegistrations(const StoreReader::BytesVisitor& visit) const;
 
+  // Fills the configurations. Requires: managers do not run.
+  void configsLoad(const SharedRecords& records) const;
   // Fills the statuses of those clients and VRFs that are configured; the rest is forgotten, since
   // nobody is left to be told. Requires: configurations stand, managers do not run.
   void statusesLoad(const SharedRecords& records) const;
   // Fills what the VRF published and its context. Requires: its manager does not run.
   void vrfLoad(const Vrf& vrf) const;
 
-  // From now on commit() writes what changes in statuses and VRFs, of those too that come later;
-  // these are loaded first. The VRFs outlive the store.
+  // From now on commit() writes what changes in configurations, statuses and VRFs, of those too
+  // that come later; these are loaded first. The VRFs outlive the store.
   void follow(Vrfs& vrfs);
 
   // Writes the turn. Throws: StoreError; then the turn is still to be written.
@@ -117,10 +124,11 @@ class StateStore {
   FileDescriptor lock_;
   std::unique_ptr<LmdbEnvironment> environment_;
   // In the order of StoreDatabase.
-  std::array<MDB_dbi, 5> databases_{};
+  std::array<MDB_dbi, 6> databases_{};
 
   std::map<std::string, std::string, std::less<>> meta_;
   StoreBatch batch_;
+  std::unique_ptr<ConfigFollower> configs_;
   std::unique_ptr<StatusFollower> statuses_;
   std::map<VrfName, std::unique_ptr<ForwardingFollower>> forwarding_;
   Counters counters_;

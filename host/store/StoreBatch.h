@@ -14,7 +14,14 @@
 namespace Routing::Host {
 
 // The databases, in the order of StoreFormat.
-enum class StoreDatabase : std::uint8_t { meta, registrations, status, forwarding, context };
+enum class StoreDatabase : std::uint8_t {
+  meta,
+  registrations,
+  config,
+  status,
+  forwarding,
+  context
+};
 
 class StoreBatch {
  public:

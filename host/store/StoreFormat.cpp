@@ -83,7 +83,7 @@ std::uint32_t checkOf(std::string_view key, std::string_view value) noexcept {
   for (const std::string_view bytes : {key, value}) {
     // zlib begins anew when it gets no pointer.
     if (!bytes.empty()) {
-      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): zlib's bytes are unsigned
+      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): zlib takes unsigned bytes
       const auto* first = reinterpret_cast<const Bytef*>(bytes.data());
       check = ::crc32(check, first, static_cast<uInt>(bytes.size()));
     }
@@ -144,8 +144,8 @@ void appendResolverId(ResolverId resolverId, std::string& key) {
   }
 }
 
-std::optional<StatusKey> statusKey(std::string_view key) {
-  StatusKey result;
+std::optional<ClientKey> clientKey(std::string_view key) {
+  ClientKey result;
   result.client = key.substr(0, key.find('\0'));
   if (!validName(result.client)) {
     return std::nullopt;

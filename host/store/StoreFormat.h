@@ -3,13 +3,14 @@
 // What stands in the state store: the layout, shared by the daemon that writes it and by whoever
 // reads it. docs/state-store.md says the same for authors of readers.
 //
-// An LMDB environment with five databases, keys in order of their bytes:
+// An LMDB environment with six databases, keys in order of their bytes:
 //
 //   meta            NAME                     whatever the component that keeps it makes of it
-//   registrations   as the client service    the client service's own records
-//   status          CLIENT                   (nothing)
+//   registrations   as the client service    who owns a client's name, and its policies
+//   config          CLIENT                   (nothing)
 //                   CLIENT 0 VRF             kind: 1 byte
-//                   CLIENT 0 VRF 0 ADDRESS   an entry: see statusValue
+//                   CLIENT 0 VRF 0 ADDRESS   (nothing): a nexthop that the client wants
+//   status          the same                 at an address an entry: see statusValue
 //   forwarding      VRF                      (nothing)
 //                   VRF 0 RESOLVERID         vias: see forwardingValue
 //   context         VRF                      first identifier not yet allocated: 8 bytes
@@ -39,6 +40,7 @@ inline constexpr std::size_t maxName = 200;
 
 inline constexpr const char* meta = "meta";
 inline constexpr const char* registrations = "registrations";
+inline constexpr const char* config = "config";
 inline constexpr const char* status = "status";
 inline constexpr const char* forwarding = "forwarding";
 inline constexpr const char* context = "context";
@@ -55,14 +57,15 @@ std::string nameKey(std::string_view first, std::string_view second);
 void appendAddress(const IpGenAddr& addr, std::string& key);
 void appendResolverId(ResolverId resolverId, std::string& key);
 
-// A key of the status database, taken apart. A key without VRF or address leaves them out.
-struct StatusKey {
+// A key of the config or status database, taken apart. A key without VRF or address leaves them
+// out.
+struct ClientKey {
   std::string_view client;
   std::optional<std::string_view> vrf;
   std::optional<IpGenAddr> addr;
 };
 // Nothing when it is no key of the layout. So with all that follow.
-std::optional<StatusKey> statusKey(std::string_view key);
+std::optional<ClientKey> clientKey(std::string_view key);
 
 struct ForwardingKey {
   std::string_view vrf;

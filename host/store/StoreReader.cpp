@@ -75,14 +75,27 @@ void StoreReader::walkRegistrations(const BytesVisitor& visit) const {
   walk(StoreFormat::registrations, {}, visit);
 }
 
-void StoreReader::walkStatus(const StatusVisitor& visitor) const {
+void StoreReader::walkConfig(const ClientVisitor<IpGenAddr>& visitor) const {
+  walkClients(StoreFormat::config, visitor, [](const IpGenAddr& addr, std::string_view value) {
+    return value.empty() ? std::optional(addr) : std::nullopt;
+  });
+}
+
+void StoreReader::walkStatus(const ClientVisitor<NexthopStatusEntry>& visitor) const {
+  walkClients(StoreFormat::status, visitor, StoreFormat::statusOf);
+}
+
+template <class Entry, class EntryOf>
+void StoreReader::walkClients(const char* database,
+                              const ClientVisitor<Entry>& visitor,
+                              const EntryOf& entryOf) const {
   // The names that the present key must continue.
   String client;
   VrfName vrf;
-  walk(StoreFormat::status, {}, [&](std::string_view bytes, std::string_view value) {
-    const auto key = StoreFormat::statusKey(bytes);
+  walk(database, {}, [&](std::string_view bytes, std::string_view value) {
+    const auto key = StoreFormat::clientKey(bytes);
     if (!key) {
-      damaged(StoreFormat::status, "a key is none of the layout");
+      damaged(database, "a key is none of the layout");
     }
     if (!key->vrf) {
       client = key->client;
@@ -91,23 +104,23 @@ void StoreReader::walkStatus(const StatusVisitor& visitor) const {
       return;
     }
     if (key->client != client) {
-      damaged(StoreFormat::status, "a VRF without its client");
+      damaged(database, "a VRF without its client");
     }
     if (!key->addr) {
       const auto kind = StoreFormat::kindOf(value);
       if (!kind) {
-        damaged(StoreFormat::status, "an unknown kind of identifier");
+        damaged(database, "an unknown kind of identifier");
       }
       vrf = *key->vrf;
       visitor.vrf(client, vrf, *kind);
       return;
     }
     if (*key->vrf != vrf) {
-      damaged(StoreFormat::status, "an entry without its VRF");
+      damaged(database, "an entry without its VRF");
     }
-    const auto entry = StoreFormat::statusOf(*key->addr, value);
+    const auto entry = entryOf(*key->addr, value);
     if (!entry) {
-      damaged(StoreFormat::status, "an entry of " + client + " cannot be read");
+      damaged(database, "an entry of " + client + " cannot be read");
     }
     visitor.entry(client, vrf, *entry);
   });
@@ -150,9 +163,11 @@ void StoreReader::verify() const {
   const auto ignore = [](std::string_view, std::string_view) {};
   walkMeta(ignore);
   walkRegistrations(ignore);
-  walkStatus({[](const String&) {},
-              [](const String&, const VrfName&, NexthopStatusFecIdType) {},
-              [](const String&, const VrfName&, const NexthopStatusEntry&) {}});
+  const auto ignoreClient = [](const String&) {};
+  const auto ignoreVrf = [](const String&, const VrfName&, NexthopStatusFecIdType) {};
+  walkConfig({ignoreClient, ignoreVrf, [](const String&, const VrfName&, const IpGenAddr&) {}});
+  walkStatus(
+      {ignoreClient, ignoreVrf, [](const String&, const VrfName&, const NexthopStatusEntry&) {}});
   std::vector<VrfName> vrfs;
   walk(StoreFormat::forwarding, {}, [&vrfs](std::string_view bytes, std::string_view) {
     const auto key = StoreFormat::forwardingKey(bytes);

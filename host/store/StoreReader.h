@@ -34,12 +34,14 @@ class StoreReader {
   void walkRegistrations(const BytesVisitor& visit) const;
 
   // A client comes before its VRFs, a VRF before its entries.
-  struct StatusVisitor {
+  template <class Entry>
+  struct ClientVisitor {
     std::function<void(const String& client)> client;
     std::function<void(const String& client, const VrfName&, NexthopStatusFecIdType)> vrf;
-    std::function<void(const String& client, const VrfName&, const NexthopStatusEntry&)> entry;
+    std::function<void(const String& client, const VrfName&, const Entry&)> entry;
   };
-  void walkStatus(const StatusVisitor& visitor) const;
+  void walkConfig(const ClientVisitor<IpGenAddr>& visitor) const;
+  void walkStatus(const ClientVisitor<NexthopStatusEntry>& visitor) const;
   // True when the VRF has an entry; then its records are visited, by identifier.
   bool walkForwarding(const VrfName& vrf,
                       const std::function<void(const NexthopResolverIdVia&)>& visit) const;
@@ -53,6 +55,10 @@ class StoreReader {
   std::string_view checked(const char* database,
                            std::string_view key,
                            std::string_view sealed) const;
+  template <class Entry, class EntryOf>
+  void walkClients(const char* database,
+                   const ClientVisitor<Entry>& visitor,
+                   const EntryOf& entryOf) const;
   // Every key of the database that begins with the prefix, its value checked.
   void walk(const char* database, std::string_view prefix, const BytesVisitor& visit) const;
 

@@ -37,7 +37,7 @@ class DamagedStoreTest : public testing::Test {
     EXPECT_NE(store.setAside().find("set aside as " + directory.file() + ".aside-"),
               std::string::npos)
         << store.setAside();
-    EXPECT_EQ(contentOf(StoreReader(directory.store())), std::vector<std::string>{});
+    EXPECT_EQ(contentOf(store.reader()), std::vector<std::string>{});
     EXPECT_EQ(bytes(directory.file() + ".aside-1"), damaged);
   }
 
@@ -60,7 +60,7 @@ TEST_F(DamagedStoreTest, AFileCutShortIsSetAside) {
 TEST_F(DamagedStoreTest, AnEmptyFileIsANewStore) {
   bytesAre("");
   const StateStore store(directory.store());
-  EXPECT_EQ(contentOf(StoreReader(directory.store())), std::vector<std::string>{});
+  EXPECT_EQ(contentOf(store.reader()), std::vector<std::string>{});
 }
 
 TEST_F(DamagedStoreTest, AStoreOfAnotherLayoutIsSetAside) {
@@ -100,7 +100,7 @@ TEST_F(DamagedStoreTest, AByteFlippedAnywhereIsNeverBelieved) {
     byte = static_cast<char>(byte ^ (1 << (random() % 8)));
     bytesAre(damaged);
     const StateStore store(directory.store());
-    for (const std::string& line : contentOf(StoreReader(directory.store()))) {
+    for (const std::string& line : contentOf(store.reader())) {
       EXPECT_TRUE(std::binary_search(expected.begin(), expected.end(), line)) << line;
     }
   }

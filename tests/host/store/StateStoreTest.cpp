@@ -10,14 +10,12 @@ namespace {
 
 class StateStoreTest : public testing::Test {
  protected:
-  std::vector<std::string> content() const { return contentOf(StoreReader(directory.store())); }
-
   TemporaryDirectory directory;
 };
 
 TEST_F(StateStoreTest, ANewStoreIsEmpty) {
   const StateStore store(directory.store());
-  EXPECT_EQ(content(), std::vector<std::string>{});
+  EXPECT_EQ(contentOf(store.reader()), std::vector<std::string>{});
   EXPECT_EQ(store.setAside(), "");
   EXPECT_FALSE(store.meta("nextFecId"));
 }
@@ -50,6 +48,34 @@ TEST_F(StateStoreTest, StatusesForwardingAndContextsComeBackInTheNextRun) {
   EXPECT_EQ(records.vrfs.vrf("default")->context()->firstUnAllocatedNexthopResolverId(), 6U);
 }
 
+TEST_F(StateStoreTest, ConfigurationsComeBackInTheNextRunAndGoWhenTheyAreRemoved) {
+  {
+    Records records;
+    StateStore store(directory.store());
+    store.follow(records.vrfs);
+    const auto vrf = records.client("bgp").vrf("default");
+    vrf->nexthopIs({*IpGenAddr::parse("10.1.2.3")});
+    vrf->nexthopIs({*IpGenAddr::parse("2001:db8::1")});
+    records.client("gone").vrf("default")->nexthopIs({*IpGenAddr::parse("10.1.2.4")});
+    store.commit();
+    vrf->nexthopDel(*IpGenAddr::parse("10.1.2.3"));
+    records.vrfs.records().configs->entityDel("gone");
+    store.commit();
+  }
+  Records records;
+  const StateStore store(directory.store());
+  store.configsLoad(records.vrfs.records());
+  EXPECT_EQ(records.vrfs.records().configs->entityPtr("gone"), nullptr);
+  const auto vrf = records.client("bgp").vrf("default");
+  EXPECT_EQ(vrf->fecIdType(), NexthopStatusFecIdType::resolverId);
+  EXPECT_EQ(vrf->nexthop().size(), 1U);
+  EXPECT_TRUE(vrf->nexthopConfigured(*IpGenAddr::parse("2001:db8::1")));
+  EXPECT_EQ(contentOf(store.reader()),
+            (std::vector<std::string>{"config bgp default 1",
+                                      "config bgp default 2001:db8::1",
+                                      "context 0"}));
+}
+
 TEST_F(StateStoreTest, AStatusThatNobodyConfiguresIsForgotten) {
   {
     Records records;
@@ -64,7 +90,7 @@ TEST_F(StateStoreTest, AStatusThatNobodyConfiguresIsForgotten) {
   EXPECT_EQ(records.vrfs.records().statuses->entityPtr("gone"), nullptr);
   store.follow(records.vrfs);
   store.commit();
-  EXPECT_EQ(content(), std::vector<std::string>{"context 0"});
+  EXPECT_EQ(contentOf(store.reader()), std::vector<std::string>{"context 0"});
 }
 
 TEST_F(StateStoreTest, EachTurnWritesWhatChangedAndNothingElse) {
@@ -84,7 +110,7 @@ TEST_F(StateStoreTest, EachTurnWritesWhatChangedAndNothingElse) {
   const std::uint64_t commits = store.counters().commits;
   store.commit();
   EXPECT_EQ(store.counters().commits, commits);
-  EXPECT_EQ(content(),
+  EXPECT_EQ(contentOf(store.reader()),
             (std::vector<std::string>{"bgp",
                                       "bgp default 1",
                                       "bgp default " + resolvedEntry("10.0.0.1", 6).stringValue(),
@@ -108,7 +134,7 @@ TEST_F(StateStoreTest, WhatIsRemovedIsRemovedFromTheStore) {
   records.status("bgp2")->vrfDel("default");
   records.forwarding()->nexthopResolverIdViaDel(ResolverId(4));
   store.commit();
-  EXPECT_EQ(content(),
+  EXPECT_EQ(contentOf(store.reader()),
             (std::vector<std::string>{"bgp",
                                       "bgp default 1",
                                       "bgp default " + resolvedEntry("10.0.0.2", 4).stringValue(),
@@ -119,7 +145,7 @@ TEST_F(StateStoreTest, WhatIsRemovedIsRemovedFromTheStore) {
   records.vrfs.records().statuses->entityDel("bgp");
   records.vrfs.vrf("default")->forwarding()->vrfDel("default");
   store.commit();
-  EXPECT_EQ(content(), (std::vector<std::string>{"bgp2", "context 0"}));
+  EXPECT_EQ(contentOf(store.reader()), (std::vector<std::string>{"bgp2", "context 0"}));
 }
 
 TEST_F(StateStoreTest, ARecordReplacedInOneTurnIsWrittenWhole) {
@@ -133,7 +159,7 @@ TEST_F(StateStoreTest, ARecordReplacedInOneTurnIsWrittenWhole) {
       ->vrfIs("default", NexthopStatusFecIdType::fibFecId)
       ->nexthopIs(resolvedEntry("10.0.0.9", 12));
   store.commit();
-  EXPECT_EQ(content(),
+  EXPECT_EQ(contentOf(store.reader()),
             (std::vector<std::string>{"bgp",
                                       "bgp default 0",
                                       "bgp default " + resolvedEntry("10.0.0.9", 12).stringValue(),
@@ -194,7 +220,7 @@ TEST_F(StateStoreTest, AFullStoreGrowsAndLosesNothing) {
   }
   store.commit();
   EXPECT_GT(store.counters().enlargements, 0U);
-  EXPECT_EQ(content().size(), entries + 3);
+  EXPECT_EQ(contentOf(store.reader()).size(), entries + 3);
 }
 
 TEST_F(StateStoreTest, AStoreThatMayNotGrowFailsAndKeepsTheLastWholeTurn) {
@@ -207,14 +233,14 @@ TEST_F(StateStoreTest, AStoreThatMayNotGrowFailsAndKeepsTheLastWholeTurn) {
   const auto status = records.vrfStatus("bgp");
   status->nexthopIs(resolvedEntry("10.0.0.1", 4));
   store.commit();
-  const std::vector<std::string> before = content();
+  const std::vector<std::string> before = contentOf(store.reader());
   for (std::uint32_t index = 0; index < 20000; ++index) {
     NexthopStatusEntry entry = resolvedEntry("10.0.0.0", 4);
     entry.addr = IpGenAddr::ipv4(0x0a000000U + index);
     status->nexthopIs(entry);
   }
   EXPECT_THROW(store.commit(), StoreError);
-  EXPECT_EQ(content(), before);
+  EXPECT_EQ(contentOf(store.reader()), before);
 }
 
 TEST_F(StateStoreTest, ADirectoryThatOthersMayWriteIsRefused) {

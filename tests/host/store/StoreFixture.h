@@ -84,6 +84,14 @@ inline NexthopStatusEntry resolvedEntry(const char* addr, std::uint64_t fecId) {
 // What a store holds, one line a record.
 inline std::vector<std::string> contentOf(const StoreReader& reader) {
   std::vector<std::string> lines;
+  reader.walkConfig({[](const String&) {},
+                     [&](const String& client, const VrfName& vrf, NexthopStatusFecIdType kind) {
+                       lines.push_back("config " + client + " " + vrf + " " +
+                                       std::to_string(static_cast<int>(kind)));
+                     },
+                     [&](const String& client, const VrfName& vrf, const IpGenAddr& addr) {
+                       lines.push_back("config " + client + " " + vrf + " " + addr.stringValue());
+                     }});
   reader.walkStatus(
       {[&](const String& client) { lines.push_back(client); },
        [&](const String& client, const VrfName& vrf, NexthopStatusFecIdType kind) {

@@ -97,17 +97,17 @@ TEST(StoreFormat, AValueIsBelievedUnderItsOwnKeyAlone) {
   }
 }
 
-TEST(StoreFormat, AStatusKeyIsTakenApart) {
+TEST(StoreFormat, AKeyOfAClientIsTakenApart) {
   std::string key = nameKey("bgp", "red");
   EXPECT_EQ(key, "bgp\0red"s);
-  EXPECT_EQ(statusKey(key)->client, "bgp");
-  EXPECT_EQ(statusKey(key)->vrf, "red");
-  EXPECT_FALSE(statusKey(key)->addr);
-  EXPECT_FALSE(statusKey("bgp")->vrf);
+  EXPECT_EQ(clientKey(key)->client, "bgp");
+  EXPECT_EQ(clientKey(key)->vrf, "red");
+  EXPECT_FALSE(clientKey(key)->addr);
+  EXPECT_FALSE(clientKey("bgp")->vrf);
   key.push_back('\0');
   appendAddress(*IpGenAddr::parse("10.1.0.3"), key);
   EXPECT_EQ(key, "bgp\0red\0\1\x0a\1\0\3"s);
-  EXPECT_EQ(statusKey(key)->addr, IpGenAddr::parse("10.1.0.3"));
+  EXPECT_EQ(clientKey(key)->addr, IpGenAddr::parse("10.1.0.3"));
 }
 
 TEST(StoreFormat, AKeyThatIsNoneOfTheLayoutIsRefused) {
@@ -120,7 +120,7 @@ TEST(StoreFormat, AKeyThatIsNoneOfTheLayoutIsRefused) {
                                  "bgp\0red\0\3\1\1\1\1"s,
                                  "bgp\0red\0\0"s,
                                  std::string(201, 'a')}) {
-    EXPECT_FALSE(statusKey(key));
+    EXPECT_FALSE(clientKey(key));
   }
   EXPECT_FALSE(forwardingKey("red\0\0\0\0\0\0\0\1"s));
   EXPECT_EQ(forwardingKey("red\0\0\0\0\0\0\0\1\2"s)->resolverId, ResolverId(258));

@@ -133,7 +133,7 @@ TEST(StoreProcess, AKilledDaemonGoesOnFromTheLastWholeTurn) {
     const std::uint64_t told = writer.kill();
     const StateStore store(directory.store());
     EXPECT_EQ(store.setAside(), "");
-    const std::uint64_t found = turnOf(StoreReader(directory.store()));
+    const std::uint64_t found = turnOf(store.reader());
     // The turn after the last one told may stand, nothing in between.
     if (told != 0) {
       EXPECT_GE(found, told);
