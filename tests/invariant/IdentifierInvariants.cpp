@@ -84,9 +84,9 @@ void CounterValuesOfARunOnlyIncrease::beforeStep(const LiveWorld& /*world*/,
 
 // A record appears in the order of allocation; a map entry may be told after those that its own
 // appearance has caused.
-String CounterValuesOfARunOnlyIncrease::duringDelivery(const LiveWorld& /*world*/,
+String CounterValuesOfARunOnlyIncrease::duringDelivery(const LiveWorld& world,
                                                        const OutputEvent& event) {
-  if (isReserved(event.id)) {
+  if (isReserved(event.id) || !world.managerOf(event.vrf)) {
     return {};
   }
   Run& run = runs_[event.vrf];
@@ -139,8 +139,9 @@ String ContextIsWrittenBeforeTheRecord::duringDelivery(const LiveWorld& world,
   if (event.kind != Kind::forwarding || !published_.insert({event.vrf, event.id}).second) {
     return {};
   }
-  const auto& context = *world.vrfs().at(event.vrf).context;
-  const bool past = context.firstUnAllocatedNexthopResolverId() == counterOf(event.id) + 1;
+  const LiveVrf& vrf = world.vrfs().at(event.vrf);
+  const bool past =
+      !vrf.manager || vrf.context->firstUnAllocatedNexthopResolverId() == counterOf(event.id) + 1;
   return past ? String() : event.text();
 }
 

@@ -31,8 +31,7 @@ bool sameKeys(const Table& table, const InOrder<String, Value>& members) {
   });
 }
 
-// ---- status
-// --------------------------------------------------------------------------------------
+// ---- status ----
 
 bool sameEntries(const NexthopVrfStatus& status, const ModelVrfStatus& model) {
   return status.fecIdType() == model.kind &&
@@ -62,8 +61,7 @@ String statusDifference(const LiveWorld& world, const ReferenceModel& model, boo
   return {};
 }
 
-// ---- resolvers
-// -----------------------------------------------------------------------------------
+// ---- resolvers ----
 
 bool sameAddresses(const DenseSet<IpGenAddr>& set, const AddressesInOrder& addresses) {
   return sameMembers(set, addresses, [](const auto& cursor, const IpGenAddr& addr) {
@@ -105,8 +103,7 @@ String resolverDifference(const NexthopResolverSm& resolver,
   return {};
 }
 
-// ---- references and identifiers
-// ------------------------------------------------------------------
+// ---- references and identifiers ----
 
 bool sameClientRefs(const NexthopResolverFecIdRef& record, const ModelClientRefs& model) {
   return sameMembers(record.clientRef(),
@@ -159,8 +156,7 @@ bool sameFibVia(const NexthopResolverFibViaSm& machine, const ModelManager& mode
          machine.resIdAllocator()->currentId().value() == model.lastAllocated;
 }
 
-// ---- a VRF
-// ---------------------------------------------------------------------------------------
+// ---- a VRF ----
 
 String managerDifference(const NexthopResolverManagerSm& manager,
                          const ModelVrf& vrf,

@@ -19,19 +19,15 @@ struct Weight {
   std::uint64_t weight;
 };
 constexpr std::array<Weight, Operation::kinds> weights{
-    {{Kind::config, 6},          {Kind::configDel, 6},
-     {Kind::configVrf, 24},      {Kind::configVrfDel, 8},
-     {Kind::nexthop, 50},        {Kind::nexthopDel, 22},
-     {Kind::status, 24},         {Kind::statusDel, 6},
-     {Kind::renotifyConfig, 5},  {Kind::renotifyStatus, 6},
-     {Kind::route, 50},          {Kind::routeDel, 16},
-     {Kind::announce, 14},       {Kind::routing, 14},
-     {Kind::routingDel, 5},      {Kind::fec, 42},
-     {Kind::fecDel, 20},         {Kind::announceFec, 7},
-     {Kind::context, 30},        {Kind::manager, 60},
-     {Kind::managerDel, 7},      {Kind::notificationsOff, 6},
-     {Kind::notificationsOn, 6}, {Kind::slice, 40},
-     {Kind::drain, 30},          {Kind::advance, 12}}};
+    {{Kind::config, 6},         {Kind::configDel, 6},        {Kind::configVrf, 24},
+     {Kind::configVrfDel, 8},   {Kind::nexthop, 50},         {Kind::nexthopDel, 22},
+     {Kind::status, 24},        {Kind::statusDel, 6},        {Kind::renotifyConfig, 5},
+     {Kind::renotifyStatus, 6}, {Kind::route, 50},           {Kind::routeDel, 16},
+     {Kind::announce, 14},      {Kind::routing, 14},         {Kind::routingDel, 5},
+     {Kind::fec, 42},           {Kind::fecDel, 20},          {Kind::announceFec, 7},
+     {Kind::context, 30},       {Kind::published, 30},       {Kind::manager, 60},
+     {Kind::managerDel, 7},     {Kind::notificationsOff, 6}, {Kind::notificationsOn, 6},
+     {Kind::slice, 40},         {Kind::drain, 30},           {Kind::advance, 12}}};
 constexpr std::uint64_t weightSum =
     std::accumulate(weights.begin(),
                     weights.end(),
@@ -97,7 +93,7 @@ bool Generator::forced(const ReferenceModel& model, Operation& operation) {
   }
   // Nothing else happens during a pause, but that the other VRF may have one too; unless that is
   // what the sequence is about.
-  constexpr std::uint64_t longPause = 8;
+  constexpr std::uint64_t longPause = 5;
   const bool goesOn = flavour_ == Flavour::paused && !endManager_ && below(longPause) != 0;
   if (!paused(model) || goesOn) {
     return false;
@@ -159,6 +155,15 @@ void Generator::fill(Operation& operation) {
     case Kind::advance:
       operation.number = 1 + below(longestAdvance);
       break;
+    case Kind::published: {
+      constexpr std::array<std::uint64_t, 5> values{1,
+                                                    3,
+                                                    9,
+                                                    0x1200000000000002,
+                                                    0x1200000000000009};
+      operation.number = values[below(values.size())];
+      break;
+    }
     case Kind::context: {
       constexpr std::array<std::uint64_t, 4> values{0,
                                                     4,

@@ -42,8 +42,7 @@ Ptr<NexthopResolverManagerSm> LiveWorld::managerOf(const VrfName& vrf) const {
   return found == vrfs_.end() ? nullptr : found->second.manager;
 }
 
-// ---- client records
-// ------------------------------------------------------------------------------
+// ---- client records ----
 
 void LiveWorld::config(const String& client) {
   if (!configDir_->entityPtr(client)) {
@@ -96,8 +95,7 @@ void LiveWorld::renotifyStatus(const String& client, bool cell) {
   (cell ? *cellDir_ : *statusDir_).entityAnnounce(client);
 }
 
-// ---- tables
-// --------------------------------------------------------------------------------------
+// ---- tables ----
 
 void LiveWorld::route(const VrfName& vrfName, const IpGenPrefix& prefix, const Fib::Route& route) {
   const LiveVrf& target = vrf(vrfName);
@@ -163,8 +161,12 @@ void LiveWorld::context(const VrfName& vrfName, std::uint64_t value) {
   vrf(vrfName).context->firstUnAllocatedNexthopResolverIdIs(value);
 }
 
-// ---- machines and time
-// ---------------------------------------------------------------------------
+void LiveWorld::published(const VrfName& vrfName, std::uint64_t resolverId) {
+  vrf(vrfName);
+  forwarding_->vrfIs(vrfName)->nexthopResolverIdViaIs(NexthopResolverIdVia(ResolverId(resolverId)));
+}
+
+// ---- machines and time ----
 
 void LiveWorld::manager(const VrfName& vrfName, bool withCells) {
   LiveVrf& target = vrf(vrfName);
@@ -202,8 +204,7 @@ void LiveWorld::advance(std::uint64_t seconds) {
   advanceTime(*scheduler_, *clock_, std::chrono::seconds(seconds));
 }
 
-// ---- what is observed
-// ----------------------------------------------------------------------------
+// ---- what is observed ----
 
 void LiveWorld::tap(const Publisher& publisher, Tap::Reaction reaction) {
   if (taps_.size() >= sweepAt_) {

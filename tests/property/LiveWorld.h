@@ -75,6 +75,7 @@ class LiveWorld {
   void fecDel(FecId fecId);
   void announceFec(FecId fecId);
   void context(const VrfName& vrf, std::uint64_t value);
+  void published(const VrfName& vrf, std::uint64_t resolverId);
 
   void manager(const VrfName& vrf, bool withCells);
   void managerDel(const VrfName& vrf);

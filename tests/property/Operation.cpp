@@ -106,6 +106,7 @@ bool Operation::isOfOneVrf() const noexcept {
     case Kind::routing:
     case Kind::routingDel:
     case Kind::context:
+    case Kind::published:
     case Kind::manager:
     case Kind::managerDel:
     case Kind::notificationsOff:
@@ -129,8 +130,7 @@ bool Operation::isOfOneVrf() const noexcept {
   return false;
 }
 
-// ---- what fits
-// -----------------------------------------------------------------------------------
+// ---- what fits ----
 
 namespace {
 
@@ -169,6 +169,7 @@ bool fitsMachine(const Operation& operation, const ReferenceModel& model) {
       // What a manager may have taken for absent stays absent.
       return !vrf.manager || routingPresent(vrf, operation.family());
     case Kind::context:
+    case Kind::published:
     case Kind::manager:
       return !vrf.manager;
     case Kind::managerDel:
@@ -191,8 +192,7 @@ bool Operation::fits(const ReferenceModel& model) const {
   return fitsClient(*this, model) && fitsMachine(*this, model);
 }
 
-// ---- text
-// ----------------------------------------------------------------------------------------
+// ---- text ----
 
 namespace {
 
@@ -271,6 +271,8 @@ String tableText(const Operation& operation) {
       return "announce-fec " + std::to_string(operation.fecId());
     case Kind::context:
       return "context" + vrf + ' ' + std::to_string(operation.number);
+    case Kind::published:
+      return "published" + vrf + ' ' + std::to_string(operation.number);
     default:
       return {};
   }
@@ -354,6 +356,8 @@ const char* nameOf(Operation::Kind kind) noexcept {
       return "announce-fec";
     case Kind::context:
       return "context";
+    case Kind::published:
+      return "published";
     case Kind::manager:
       return "manager";
     case Kind::managerDel:

@@ -43,6 +43,7 @@ struct Operation {
     fecDel,
     announceFec,
     context,
+    published,
     manager,
     managerDel,
     notificationsOff,
@@ -72,7 +73,8 @@ struct Operation {
   bool flag = false;
   // Whether the family is IPv6, where no prefix says it.
   bool ipv6 = false;
-  // The contents of a route or FEC, the budget of a slice, seconds, the context's value.
+  // The contents of a route or FEC, the budget of a slice, seconds, the context's value, the
+  // ResolverId of what an earlier run published.
   std::uint64_t number = 0;
 
   friend bool operator==(const Operation&, const Operation&) = default;
@@ -147,6 +149,8 @@ void doIt(const Operation& operation, Target& target) {
       return target.announceFec(operation.fecId());
     case Kind::context:
       return target.context(vrf, operation.number);
+    case Kind::published:
+      return target.published(vrf, operation.number);
     case Kind::manager:
       return target.manager(vrf, operation.flag);
     case Kind::managerDel:

@@ -26,8 +26,7 @@ void ReferenceModel::forEachActive(const std::function<void(ModelVrf&)>& call) {
   }
 }
 
-// ---- client records
-// ------------------------------------------------------------------------------
+// ---- client records ----
 
 void ReferenceModel::config(const String& client) {
   if (!configs_.has(client)) {
@@ -102,8 +101,7 @@ void ReferenceModel::renotifyStatus(const String& client, bool cell) {
   });
 }
 
-// ---- tables
-// --------------------------------------------------------------------------------------
+// ---- tables ----
 
 void ReferenceModel::route(const VrfName& vrfName,
                            const IpGenPrefix& prefix,
@@ -161,8 +159,11 @@ void ReferenceModel::context(const VrfName& vrfName, std::uint64_t value) {
   contextIs(vrf(vrfName), value);
 }
 
-// ---- tasks and time
-// ------------------------------------------------------------------------------
+void ReferenceModel::published(const VrfName& vrfName, std::uint64_t resolverId) {
+  publish(vrf(vrfName), resolverId, FibGen::Fec(0));
+}
+
+// ---- tasks and time ----
 
 void ReferenceModel::runTask() {
   const Task task = runnable_.front();

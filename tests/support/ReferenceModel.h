@@ -59,7 +59,9 @@ class ReferenceModel {
   void fec(const FibGen::Fec& fec);
   void fecDel(FecId fecId);
   void announceFec(FecId fecId);
+  // What an earlier run left: its context, and a record without vias.
   void context(const VrfName& vrf, std::uint64_t value);
+  void published(const VrfName& vrf, std::uint64_t resolverId);
 
   // Machines and time. A budget of 0 never makes a slice yield.
   void manager(const VrfName& vrf, bool withCells);

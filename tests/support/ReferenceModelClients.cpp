@@ -6,8 +6,7 @@
 
 namespace Routing::Support {
 
-// ---- the manager's life
-// --------------------------------------------------------------------------
+// ---- the manager's life ----
 
 void ReferenceModel::manager(const VrfName& vrfName, bool withCells) {
   ModelVrf& target = vrf(vrfName);
@@ -83,8 +82,7 @@ void ReferenceModel::cleanUpStatuses(ModelVrf& vrf) {
   }
 }
 
-// ---- the directories
-// -----------------------------------------------------------------------------
+// ---- the directories ----
 
 void ReferenceModel::handleConfigDir(ModelVrf& vrf, const String& client) {
   auto& known = vrf.manager->configs;
@@ -138,8 +136,7 @@ void ReferenceModel::handleVrfOfRecord(const VrfName& vrfName,
   }
 }
 
-// ---- one client
-// ----------------------------------------------------------------------------------
+// ---- one client ----
 
 void ReferenceModel::handleClient(ModelVrf& vrf, const String& client) {
   const std::shared_ptr<ModelConfig> config = vrf.manager->configs.value(client);

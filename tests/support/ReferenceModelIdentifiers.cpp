@@ -19,8 +19,7 @@ const FibGen::Fec absentFec(0);
 
 }  // namespace
 
-// ---- references
-// ----------------------------------------------------------------------------------
+// ---- references ----
 
 void ReferenceModel::addReference(ModelVrf& vrf,
                                   FecId fecId,
@@ -126,8 +125,7 @@ void ReferenceModel::keyChanged(const ModelVrf& vrf, const ModelKey& key) {
         .id = fecId != nullptr ? *fecId : 0});
 }
 
-// ---- identifiers
-// ---------------------------------------------------------------------------------
+// ---- identifiers ----
 
 FibGen::Fec ReferenceModel::readFec(FecId fecId) const {
   const auto found = fecs_.find(fecId);

@@ -6,8 +6,7 @@
 
 namespace Routing::Support {
 
-// ---- what queues nexthops
-// ------------------------------------------------------------------------
+// ---- what queues nexthops ----
 
 void ReferenceModel::handleNexthopConfig(const VrfName& vrfName,
                                          const String& client,
@@ -101,8 +100,7 @@ void ReferenceModel::handleRouting(ModelVrf& vrf, AddressFamily family) {
   }
 }
 
-// ---- the review
-// ----------------------------------------------------------------------------------
+// ---- the review ----
 
 void ReferenceModel::handleReview(ModelVrf& vrf, ModelResolver& resolver) {
   reviewSlice(vrf, resolver);
@@ -149,8 +147,7 @@ void ReferenceModel::processNexthop(ModelVrf& vrf, ModelResolver& resolver, cons
   }
 }
 
-// ---- resolution
-// ----------------------------------------------------------------------------------
+// ---- resolution ----
 
 void ReferenceModel::resolve(ModelVrf& vrf, ModelResolver& resolver, const IpGenAddr& addr) {
   IpGenPrefix matched;
