@@ -71,7 +71,9 @@ void KernelState::routeMessage(const Message& message, bool inDump) {
   }
   counters_.deepLabelStacks += route_.deepLabelStacks;
   if (message.type == RTM_DELROUTE) {
-    if (!routes->routeDel(route_, knownFecOf(*routes, route_))) {
+    // A dump may have read the route before, and name it yet.
+    const FecId fec = routes->inDump(route_) ? fecOf(*routes, route_) : knownFecOf(*routes, route_);
+    if (!routes->routeDel(route_, fec)) {
       ++counters_.doubtful;
       recheck_.everything = true;
     }

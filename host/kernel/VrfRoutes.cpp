@@ -3,6 +3,7 @@
 #include <linux/netlink.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "platform/entity/Assert.h"
@@ -89,11 +90,7 @@ IpGenPrefix wholeFamily(AddressFamily family) {
 // -------------------------------------------------------------------------------
 
 Alternative VrfRoutes::alternativeOf(const RouteMessage& route, FecId fec) const noexcept {
-  return {fec,
-          route.metric,
-          preferenceOf(route.protocol),
-          route.type,
-          mergesLocal_ && route.table == localTable};
+  return {fec, route.metric, preferenceOf(route.protocol), route.type, isLocal(route)};
 }
 
 // A route that stands alone in the VRF's table is from "local" when its type is.
@@ -149,11 +146,39 @@ void VrfRoutes::alternativesIs(const IpGenPrefix& prefix, Alternatives alternati
 // ---- notifications
 // -------------------------------------------------------------------------------
 
-void VrfRoutes::touch(const RouteMessage& route, const Alternative& alternative) {
-  if (dump_ && dump_->scope.family == route.prefix.family() &&
-      dump_->scope.local == alternative.local) {
-    dump_->touched.insert({route.prefix, route.metric});
+void VrfRoutes::routeIs(const RouteMessage& route, FecId fec, std::uint16_t flags) {
+  const Alternative added = alternativeOf(route, fec);
+  if (!inDump(route)) {
+    return routeAdd(route, added, flags);
   }
+  const Alternatives before = alternatives(route.prefix);
+  routeAdd(route, added, flags);
+  touch({route.prefix, route.metric}, before);
+}
+
+bool VrfRoutes::routeDel(const RouteMessage& route, FecId fec) {
+  const Alternative removed = alternativeOf(route, fec);
+  if (!inDump(route)) {
+    return routeRemove(route, removed);
+  }
+  Alternatives before = alternatives(route.prefix);
+  before.push_back(removed);
+  const bool fits = routeRemove(route, removed);
+  touch({route.prefix, route.metric}, before);
+  return fits;
+}
+
+void VrfRoutes::touch(const Key& key, const Alternatives& before) {
+  Alternatives& gone = dump_->touched[key];
+  const Alternatives present = alternatives(key.prefix);
+  const auto isIn = [](const Alternatives& list, const Alternative& alternative) {
+    return std::find(list.begin(), list.end(), alternative) != list.end();
+  };
+  std::erase_if(gone, [&](const Alternative& alternative) { return isIn(present, alternative); });
+  std::copy_if(before.begin(),
+               before.end(),
+               std::back_inserter(gone),
+               [&](const Alternative& alternative) { return !isIn(present, alternative); });
 }
 
 // The ordinary case, without a list: the prefix has no other route, or this one takes its place.
@@ -176,9 +201,7 @@ bool VrfRoutes::routeIsAlone(const IpGenPrefix& prefix,
   return true;
 }
 
-void VrfRoutes::routeIs(const RouteMessage& route, FecId fec, std::uint16_t flags) {
-  const Alternative added = alternativeOf(route, fec);
-  touch(route, added);
+void VrfRoutes::routeAdd(const RouteMessage& route, const Alternative& added, std::uint16_t flags) {
   if (routeIsAlone(route.prefix, added, flags)) {
     return;
   }
@@ -250,9 +273,7 @@ void VrfRoutes::add6(Alternatives& present,
   }
 }
 
-bool VrfRoutes::routeDel(const RouteMessage& route, FecId fec) {
-  const Alternative removed = alternativeOf(route, fec);
-  touch(route, removed);
+bool VrfRoutes::routeRemove(const RouteMessage& route, const Alternative& removed) {
   Alternatives present = alternatives(route.prefix);
   const auto [first, last] = rangeOf(present, removed);
   if (first == last) {
@@ -330,7 +351,15 @@ void VrfRoutes::dumpRoute(const RouteMessage& route, FecId fec) {
     dump_->seenIs(route.prefix);
   }
   const Alternative added = alternativeOf(route, fec);
-  if (fec == 0 || !dump_->covers(route.prefix, added)) {
+  if (fec == 0 || added.local != dump_->scope.local) {
+    return;
+  }
+  const auto touched = dump_->touched.find({route.prefix, route.metric});
+  if (touched != dump_->touched.end()) {
+    const Alternatives& gone = touched->second;
+    if (std::find(gone.begin(), gone.end(), added) == gone.end()) {
+      dump_->late.push_back(added);
+    }
     return;
   }
   if (route.prefix.family() == AddressFamily::ipv6) {
@@ -367,7 +396,22 @@ void VrfRoutes::groupApply() {
       present.insert(last, alternative);
     }
   }
+  lateApply(present);
   alternativesIs(prefix, std::move(present));
+}
+
+// Routes that were there before the notification, and that it left alone. The hops of a multipath
+// route are not: whatever was told of it was all of it.
+void VrfRoutes::lateApply(Alternatives& present) {
+  for (const Alternative& alternative : dump_->late) {
+    const Range range = rangeOf(present, alternative);
+    const bool known = std::find(range.first, range.second, alternative) != range.second;
+    const bool multipath = isMultipath(alternative) && findMultipath(range) != range.second;
+    if (!known && !(multipath && dump_->scope.family == AddressFamily::ipv6)) {
+      present.insert(range.second, alternative);
+    }
+  }
+  dump_->late.clear();
 }
 
 void VrfRoutes::dumpEnd(bool whole) {

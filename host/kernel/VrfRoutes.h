@@ -33,7 +33,6 @@
 #include <functional>
 #include <optional>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "host/feed/FibFeed.h"
@@ -76,9 +75,15 @@ class VrfRoutes {
   // The route of a message, over this FEC of the feed's: 0 for a route without a live hop, which
   // the kernel does not use. `flags` are the message's NLM_F_....
   void routeIs(const RouteMessage& route, FecId fec, std::uint16_t flags);
-  // False when the prefix has a route of that metric, but not this one.
+  // False when the prefix has a route of that metric, but not this one. The FEC is 0 when no route
+  // uses these hops.
   bool routeDel(const RouteMessage& route, FecId fec);
 
+  // True while routes of this kind are read.
+  bool inDump(const RouteMessage& route) const noexcept {
+    return dump_ && dump_->scope.family == route.prefix.family() &&
+           dump_->scope.local == isLocal(route);
+  }
   // One dump at a time. Requires: no dump under way.
   void dumpBegin(const Scope& scope);
   void dumpRoute(const RouteMessage& route, FecId fec);
@@ -111,11 +116,13 @@ class VrfRoutes {
     // The prefixes that the dump named.
     DenseSet<Prefix> seen4;
     DenseSet<Ip6Prefix> seen6;
-    // What notifications named meanwhile.
-    std::unordered_set<Key, KeyHash> touched;
+    // What notifications named meanwhile, with the routes that they took away.
+    std::unordered_map<Key, Alternatives, KeyHash> touched;
     // The routes of the prefix that the dump stands on; they come one after the other.
     IpGenPrefix current;
     Alternatives group;
+    // Those whose metric was touched.
+    Alternatives late;
 
     bool seen(const IpGenPrefix& prefix) const noexcept;
     void seenIs(const IpGenPrefix& prefix);
@@ -128,7 +135,13 @@ class VrfRoutes {
   Alternative plainOf(const Fib::Route& route) const noexcept;
   bool isPlain(const Alternatives& alternatives) const noexcept;
   void alternativesIs(const IpGenPrefix& prefix, Alternatives alternatives);
-  void touch(const RouteMessage& route, const Alternative& alternative);
+  bool isLocal(const RouteMessage& route) const noexcept {
+    return mergesLocal_ && route.table == localTable;
+  }
+  void routeAdd(const RouteMessage& route, const Alternative& added, std::uint16_t flags);
+  bool routeRemove(const RouteMessage& route, const Alternative& removed);
+  void touch(const Key& key, const Alternatives& before);
+  void lateApply(Alternatives& present);
   bool routeIsAlone(const IpGenPrefix& prefix, const Alternative& alternative, std::uint16_t flags);
   void add4(Alternatives& present, const Alternative& added, std::uint16_t flags) const;
   void add6(Alternatives& present,

@@ -1,0 +1,334 @@
+// Dumps: what a reading of a table adds, leaves alone and takes away.
+
+#include <algorithm>
+#include <map>
+#include <random>
+#include <utility>
+
+#include "tests/host/kernel/StateFixture.h"
+#include "tests/support/Seed.h"
+
+namespace Routing::Host::Testing {
+namespace {
+
+class DumpTest : public StateTest {
+ protected:
+  DumpTest() { dump(main4(), {}); }  // The first one has nothing to take away.
+};
+
+TEST_F(DumpTest, WhatADumpDoesNotNameIsGone) {
+  add(via("192.0.2.0/24", "10.0.0.2"));
+  add(via("192.0.3.0/24", "10.0.0.2"));
+  dump(main4(), {via("192.0.3.0/24", "10.0.0.2")});
+  EXPECT_EQ(shown("192.0.2.0/24"), "absent");
+  EXPECT_EQ(shown("192.0.3.0/24"), "10.0.0.2");
+}
+
+TEST_F(DumpTest, ATornDumpTakesNothingAway) {
+  add(via("192.0.2.0/24", "10.0.0.2"));
+  dump(main4(), {via("192.0.3.0/24", "10.0.0.2")}, false);
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.2");
+  EXPECT_EQ(shown("192.0.3.0/24"), "10.0.0.2") << "what it named is there";
+}
+
+TEST_F(DumpTest, ADumpWithADamagedMessageTakesNothingAwayAndIsNotAskedForAgain) {
+  add(via("192.0.2.0/24", "10.0.0.2"));
+  MessageBuilder route = routeMessage(via("192.0.2.0/24", "10.0.0.2"));
+  Message message = route.message();
+  message.body = message.body.first(message.body.size() - 3);
+  state_->dumpBegin(main4());
+  state_->dumpMessage(message);
+  state_->dumpEnd(true);
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.2");
+  EXPECT_FALSE(state_->takeRecheck().any());
+}
+
+TEST_F(DumpTest, WhatHasNotChangedCausesNoEvent) {
+  const TestRoute first = via("192.0.2.0/24", "10.0.0.2");
+  const TestRoute second = via("192.0.2.0/24", "10.0.0.3", 5);
+  const TestRoute list{.prefix = "192.0.3.0/24", .hops = {{"10.0.0.2"}, {"10.0.0.3", 2, 7}}};
+  const TestRoute refusal{.prefix = "192.0.4.0/24", .type = RTN_BLACKHOLE};
+  for (const TestRoute& route : {first, second, list, refusal}) {
+    add(route);
+  }
+  runUntilIdle(*scheduler_);
+  watch();
+  dump(main4(), {first, second, list, refusal});
+  runUntilIdle(*scheduler_);
+  EXPECT_EQ(events_, 0);
+}
+
+TEST_F(DumpTest, WhatArrivesDuringTheDumpIsNotTakenAway) {
+  state_->dumpBegin(main4());
+  add(via("192.0.2.0/24", "10.0.0.2"));
+  dumped(via("192.0.3.0/24", "10.0.0.2"));
+  state_->dumpEnd(true);
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.2");
+}
+
+TEST_F(DumpTest, WhatWasRemovedDuringTheDumpDoesNotComeBackWithIt) {
+  add(via("192.0.2.0/24", "10.0.0.2"));
+  add(via("192.0.2.0/24", "10.0.0.9", 9));
+  state_->dumpBegin(main4());
+  remove(via("192.0.2.0/24", "10.0.0.2"));
+  dumped(via("192.0.2.0/24", "10.0.0.2"));
+  dumped(via("192.0.2.0/24", "10.0.0.9", 9));
+  state_->dumpEnd(true);
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.9");
+}
+
+TEST_F(DumpTest, WhatWasReplacedDuringTheDumpStaysReplaced) {
+  add(via("192.0.2.0/24", "10.0.0.2"));
+  state_->dumpBegin(main4());
+  add(via("192.0.2.0/24", "10.0.0.3"), replace);
+  dumped(via("192.0.2.0/24", "10.0.0.2"));
+  state_->dumpEnd(true);
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.3");
+}
+
+TEST_F(DumpTest, WhatIsAddedBesideARouteDuringTheFirstDumpHidesNoneOfIt) {
+  const TestRoute one{.prefix = "fe80::/64", .hops = {{"", 1}}, .metric = 256, .protocol = 2};
+  const TestRoute two{.prefix = "fe80::/64", .hops = {{"", 2}}, .metric = 256, .protocol = 2};
+  state_->dumpBegin(main6());
+  add(two, prepend);
+  dumped(one);
+  dumped(two);
+  state_->dumpEnd(true);
+  EXPECT_EQ(alternatives("fe80::/64").size(), 2U);
+}
+
+TEST_F(DumpTest, WhatIsRemovedDuringTheFirstDumpDoesNotComeBackWithIt) {
+  state_->dumpBegin(main6());
+  remove(via("2001:db8::/32", "fe80::2", 1024));
+  dumped(via("2001:db8::/32", "fe80::2", 1024));
+  dumped(via("2001:db8:1::/48", "fe80::2", 1024));
+  state_->dumpEnd(true);
+  EXPECT_EQ(shown("2001:db8::/32"), "absent");
+  EXPECT_EQ(shown("2001:db8:1::/48"), "fe80::2");
+}
+
+TEST_F(DumpTest, TheOtherTableAndFamilyAndVrfAreLeftAlone) {
+  add({.prefix = "10.0.0.1/32", .table = 255, .type = RTN_LOCAL});
+  add(via("2001:db8::/32", "fe80::2", 1024));
+  add({.prefix = "192.0.2.0/24", .hops = {{"10.0.0.2"}}, .table = 1000});
+  dump(main4(), {});
+  EXPECT_EQ(shown("10.0.0.1/32"), "local");
+  EXPECT_EQ(shown("2001:db8::/32"), "fe80::2");
+  EXPECT_EQ(shown(*blue_, "192.0.2.0/24"), "10.0.0.2");
+}
+
+TEST_F(DumpTest, OneMetricOfAPrefixMayBeGone) {
+  add(via("192.0.2.0/24", "10.0.0.2", 1));
+  add(via("192.0.2.0/24", "10.0.0.3", 2));
+  add(via("192.0.2.0/24", "10.0.0.4", 3));
+  dump(main4(), {via("192.0.2.0/24", "10.0.0.3", 2), via("192.0.2.0/24", "10.0.0.4", 3)});
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.3");
+  EXPECT_EQ(alternatives("192.0.2.0/24").size(), 2U);
+}
+
+TEST_F(DumpTest, ADumpOfAnInterfaceTakesAwayOnlyWhatUsesIt) {
+  const TestRoute one = via("192.0.2.0/24", "10.0.0.2");
+  const TestRoute two = via("192.0.3.0/24", "10.0.0.2");
+  const TestRoute other{.prefix = "192.0.4.0/24", .hops = {{"10.1.0.2", 2}}};
+  const TestRoute both{.prefix = "192.0.5.0/24", .hops = {{"10.0.0.2", 1}, {"10.1.0.2", 2}}};
+  for (const TestRoute& route : {one, two, other, both}) {
+    add(route);
+  }
+  dump({Kind::routes, AddressFamily::ipv4, 254, 1}, {two});
+  EXPECT_EQ(shown("192.0.2.0/24"), "absent");
+  EXPECT_EQ(shown("192.0.3.0/24"), "10.0.0.2");
+  EXPECT_EQ(shown("192.0.4.0/24"), "10.1.0.2");
+  EXPECT_EQ(shown("192.0.5.0/24"), "absent");
+}
+
+TEST_F(DumpTest, HopsThatAreDumpedOneByOneAreOneRoute) {
+  dump(main6(), {via("2001:db8::/32", "fe80::2", 1024), via("2001:db8::/32", "fe80::3", 1024)});
+  EXPECT_EQ(shown("2001:db8::/32"), "fe80::2 fe80::3");
+  EXPECT_EQ(alternatives("2001:db8::/32").size(), 1U);
+}
+
+TEST_F(DumpTest, ObjectsLinksAndAddressesThatAreNotNamedAreGone) {
+  tell(nexthopMessage(1, "10.0.0.2", 1));
+  tell(addressMessage(2, "10.1.0.1"));
+  add({.prefix = "192.0.2.0/24", .object = 1});
+  add({.prefix = "192.0.3.0/24", .hops = {{"10.1.0.2", 2}}});
+  dump({Kind::nexthops}, {});
+  EXPECT_EQ(shown("192.0.2.0/24"), "absent");
+  dump({Kind::addresses}, {});
+  EXPECT_EQ(shown("192.0.3.0/24"), "absent");
+  add(via("192.0.2.0/24", "10.0.0.2"));
+  dump({Kind::links}, {});
+  EXPECT_EQ(shown("192.0.2.0/24"), "absent");
+  EXPECT_EQ(state_->links().link(1), nullptr);
+}
+
+TEST_F(DumpTest, AVrfMayGoInTheMiddleOfItsDump) {
+  state_->dumpBegin({Kind::routes, AddressFamily::ipv4, 1000, 0});
+  const TestRoute route{.prefix = "192.0.2.0/24", .hops = {{"10.0.0.2"}}, .table = 1000};
+  dumped(route);
+  vrfs_.vrfDel("blue");
+  dumped(route);
+  state_->dumpEnd(true);
+  EXPECT_EQ(state_->counters().otherTables, 1U);
+}
+
+// ---- a kernel, played by a model
+// -----------------------------------------------------------------
+
+// Keeps routes as the kernel does, and tells of each change as it would.
+class ModelKernel {
+ public:
+  using Routes = std::vector<TestRoute>;
+
+  explicit ModelKernel(std::uint64_t seed) : random_(seed) {}
+
+  // Makes a change and returns its message.
+  MessageBuilder change() {
+    Routes& routes = table_["10." + std::to_string(pick(6)) + ".0.0/16"];
+    if (!routes.empty() && pick(3) == 0) {
+      const auto gone = routes.begin() + static_cast<std::ptrdiff_t>(pick(routes.size()));
+      const TestRoute route = *gone;
+      routes.erase(gone);
+      return routeMessage(route, RTM_DELROUTE, 0);
+    }
+    return added(routes);
+  }
+  // The routes of all prefixes, in the kernel's order.
+  const std::map<std::string, Routes>& table() const { return table_; }
+  std::size_t pick(std::size_t below) { return random_() % below; }
+
+ private:
+  MessageBuilder added(Routes& routes) {
+    TestRoute route;
+    for (auto& [prefix, present] : table_) {
+      route.prefix = &present == &routes ? prefix : route.prefix;
+    }
+    route.metric = static_cast<std::uint32_t>(pick(3));
+    route.hops = {{"192.0.2." + std::to_string(1 + pick(4)), 1}};
+    if (pick(4) == 0) {
+      route.hops.push_back({"192.0.2.9", 2});
+    }
+    const auto same = [&route](const TestRoute& other) { return other.metric == route.metric; };
+    const auto first = std::find_if(routes.begin(), routes.end(), same);
+    const auto behind =
+        std::find_if(routes.begin(), routes.end(), [&route](const TestRoute& other) {
+          return other.metric > route.metric;
+        });
+    const bool known = std::any_of(routes.begin(), routes.end(), [&](const TestRoute& other) {
+      return same(other) && text(other) == text(route);
+    });
+    if (known) {  // The kernel refuses it; an unrelated message goes out instead.
+      return linkMessage(9, "other", 0);
+    }
+    if (first == routes.end()) {
+      routes.insert(behind, route);
+      return routeMessage(route, RTM_NEWROUTE, NLM_F_CREATE | NLM_F_EXCL);
+    }
+    switch (pick(3)) {
+      case 0:
+        *first = route;
+        return routeMessage(route, RTM_NEWROUTE, NLM_F_REPLACE);
+      case 1:
+        routes.insert(behind, route);
+        return routeMessage(route, RTM_NEWROUTE, NLM_F_CREATE | NLM_F_APPEND);
+      default:
+        routes.insert(first, route);
+        return routeMessage(route, RTM_NEWROUTE, NLM_F_CREATE);
+    }
+  }
+  static std::string text(const TestRoute& route) {
+    std::string text;
+    for (const TestHop& hop : route.hops) {
+      text += hop.gateway + " ";
+    }
+    return text;
+  }
+
+  std::mt19937_64 random_;
+  std::map<std::string, Routes> table_;
+};
+
+class ModelTest : public DumpTest {
+ protected:
+  void expectEqual() {
+    for (const auto& [prefix, routes] : model_.table()) {
+      std::string expected = routes.empty() ? "absent" : "";
+      for (const TestHop& hop : routes.empty() ? std::vector<TestHop>{} : routes.front().hops) {
+        expected += (expected.empty() ? "" : " ") + hop.gateway;
+      }
+      ASSERT_EQ(shown(prefix), expected) << prefix;
+      ASSERT_EQ(alternatives(prefix).size(), routes.size()) << prefix;
+      ASSERT_EQ(vrf_->trie4()->routeHas(Support::prefix(prefix)), !routes.empty());
+    }
+  }
+  // A dump that reads one prefix after the other, with changes between and their messages lost when
+  // the receive buffer runs over.
+  void dumpAmongChanges(bool overrun) {
+    state_->dumpBegin(main4());
+    for (const auto& [prefix, routes] : model_.table()) {
+      const ModelKernel::Routes read = routes;
+      // Told of before what was read earlier arrives.
+      if (model_.pick(2) == 0) {
+        tell(model_.change());
+      }
+      for (const TestRoute& route : read) {
+        dumped(route);
+      }
+      if (overrun && model_.pick(2) == 0) {
+        model_.change();
+      }
+      tell(model_.change());
+    }
+    state_->dumpEnd(true);
+  }
+
+  ModelKernel model_{Support::seed()};
+};
+
+TEST_F(ModelTest, FollowingEveryMessageEndsInTheKernelsState) {
+  const Support::SeedTrace trace(Support::seed());
+  for (int step = 0; step < 5'000; ++step) {
+    tell(model_.change());
+    expectEqual();
+  }
+  EXPECT_EQ(state_->counters().doubtful, 0U);
+}
+
+TEST_F(ModelTest, ADumpAmongChangesEndsInTheKernelsState) {
+  const Support::SeedTrace trace(Support::seed());
+  for (int round = 0; round < 1'000; ++round) {
+    dumpAmongChanges(false);
+    expectEqual();
+  }
+}
+
+TEST_F(ModelTest, AWholeDumpRepairsWhateverWasLostBefore) {
+  const Support::SeedTrace trace(Support::seed());
+  for (int round = 0; round < 500; ++round) {
+    for (int lost = 0; lost < 5; ++lost) {
+      model_.change();
+    }
+    dumpAmongChanges(true);
+    state_->dumpBegin(main4());
+    for (const auto& [prefix, routes] : model_.table()) {
+      for (const TestRoute& route : routes) {
+        dumped(route);
+      }
+    }
+    state_->dumpEnd(true);
+    expectEqual();
+  }
+}
+
+TEST_F(ModelTest, NoFecIsLeftBehindWhenEverythingIsGone) {
+  for (int step = 0; step < 1'000; ++step) {
+    tell(model_.change());
+  }
+  dump(main4(), {});
+  runUntilIdle(*scheduler_);
+  EXPECT_EQ(vrf_->routes4()->routeCount(), 0U);
+  EXPECT_EQ(vrf_->fecs()->fecCount(), 0U);
+}
+
+}  // namespace
+}  // namespace Routing::Host::Testing
