@@ -35,8 +35,9 @@ timespec timespecOf(Nanoseconds time) noexcept {
 
 }  // namespace
 
-EventLoop::EventLoop(const Ptr<TaskScheduler>& scheduler)
+EventLoop::EventLoop(const Ptr<TaskScheduler>& scheduler, unsigned clockRate)
     : scheduler_(scheduler),
+      clockRate_(clockRate),
       epoll_(systemCall(::epoll_create1(EPOLL_CLOEXEC), "cannot make an epoll set")),
       timer_(systemCall(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC),
                         "cannot make a timer descriptor")),
@@ -155,7 +156,8 @@ void EventLoop::wait(bool mayWait) {
 void EventLoop::timerArm() {
   itimerspec value{};
   if (const auto deadline = scheduler_->nextTimer()) {
-    value.it_value = timespecOf(std::max(*deadline - scheduler_->clock()->now(), Nanoseconds(1)));
+    value.it_value =
+        timespecOf(std::max((*deadline - scheduler_->clock()->now()) / clockRate_, Nanoseconds(1)));
   }
   systemCall(::timerfd_settime(timer_.get(), 0, &value, nullptr),
              "cannot arm the event loop's timer");

@@ -40,8 +40,8 @@ class EventLoop {
   using Handler = std::function<void(std::uint32_t events)>;
   using Job = std::function<void()>;
 
-  // Throws: SystemError.
-  explicit EventLoop(const Ptr<TaskScheduler>& scheduler);
+  // The scheduler's clock runs `clockRate` times as fast as the machine's. Throws: SystemError.
+  explicit EventLoop(const Ptr<TaskScheduler>& scheduler, unsigned clockRate = 1);
   EventLoop(const EventLoop&) = delete;
   EventLoop& operator=(const EventLoop&) = delete;
   ~EventLoop();
@@ -78,6 +78,7 @@ class EventLoop {
   void signalsRead();
 
   Ptr<TaskScheduler> scheduler_;
+  unsigned clockRate_;
   FileDescriptor epoll_;
   FileDescriptor timer_;
   FileDescriptor wakeup_;

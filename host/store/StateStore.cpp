@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "host/loop/RuntimeDirectory.h"
+
 namespace Routing::Host {
 
 namespace {
@@ -84,20 +86,9 @@ std::optional<std::string> faultOf(const std::string& directory) {
 
 }  // namespace
 
-std::string StateStore::defaultDirectory() {
-  if (::geteuid() == 0) {
-    return "/run/nexthopd";
-  }
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): at the start there is one thread
-  if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime != nullptr && *runtime != 0) {
-    return std::string(runtime) + "/nexthopd";
-  }
-  return "/dev/shm/nexthopd-" + std::to_string(::geteuid());
-}
-
 StateStore::StateStore(const std::string& directory, const Options& options)
     : directory_(directory), options_(options) {
-  directoryMake();
+  ownDirectoryMake(directory_);
   lock();
   examine();
   environmentOpen();
@@ -105,18 +96,6 @@ StateStore::StateStore(const std::string& directory, const Options& options)
 }
 
 StateStore::~StateStore() = default;
-
-// Others could put a store of theirs into a directory that is theirs.
-void StateStore::directoryMake() const {
-  if (::mkdir(directory_.c_str(), 0750) == -1 && errno != EEXIST) {
-    throw SystemError(errno, "cannot make the store's directory " + directory_);
-  }
-  struct stat status {};
-  systemCall(::lstat(directory_.c_str(), &status), "cannot look at the store's directory");
-  if (!S_ISDIR(status.st_mode) || status.st_uid != ::geteuid() || (status.st_mode & S_IWOTH) != 0) {
-    throw StoreError(directory_ + " is no directory that belongs to this user alone");
-  }
-}
 
 void StateStore::lock() {
   const std::string path = directory_ + "/nexthopd.lock";

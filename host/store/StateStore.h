@@ -54,10 +54,6 @@ class StateStore {
     std::chrono::nanoseconds allCommits{0};
   };
 
-  // Where a daemon of this user keeps its store if nothing else is said: /run/nexthopd for root,
-  // else below $XDG_RUNTIME_DIR, else a directory of the user's own below /dev/shm.
-  static std::string defaultDirectory();
-
   // Opens the store, or makes one, with its directory if that is missing.
   // Throws: StoreError, SystemError.
   explicit StateStore(const std::string& directory) : StateStore(directory, Options{}) {}
@@ -109,7 +105,6 @@ class StateStore {
   std::size_t usedSize() const { return environment_->usedSize(); }
 
  private:
-  void directoryMake() const;
   void lock();
   void examine();
   void environmentOpen();

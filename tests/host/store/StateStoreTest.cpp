@@ -246,7 +246,7 @@ TEST_F(StateStoreTest, AStoreThatMayNotGrowFailsAndKeepsTheLastWholeTurn) {
 TEST_F(StateStoreTest, ADirectoryThatOthersMayWriteIsRefused) {
   ASSERT_EQ(::mkdir(directory.store().c_str(), 0700), 0);
   ASSERT_EQ(::chmod(directory.store().c_str(), 0777), 0);
-  EXPECT_THROW(StateStore(directory.store()), StoreError);
+  EXPECT_THROW(StateStore(directory.store()), SystemError);
 }
 
 }  // namespace
