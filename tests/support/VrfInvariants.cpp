@@ -11,6 +11,7 @@ namespace Routing::Support {
 
 namespace {
 
+using Replay::Directory;
 using Replay::World;
 using Key = NexthopResolverClientNexthopKey;
 
@@ -126,13 +127,22 @@ class Judge {
         report("queue and task of " + resolver.name() + " disagree");
       }
     }
-    world_.walk(Replay::Directory::config, [&](const String& client) {
+    world_.walk(Directory::config, [&](const String& client) {
       const bool wanted =
-          world_.presentVrfConfig(client, manager.vrfName()) && world_.presentStatus(client);
+          world_.presentVrfConfig(client, manager.vrfName()) && seesStatus(manager, client);
       if (wanted != manager.resolverSm().has(client)) {
         report("client " + client + (wanted ? " has no resolver" : " has a resolver"));
       }
     });
+  }
+
+  // A manager without a per-cell directory does not see what stands in it.
+  bool seesStatus(const NexthopResolverManagerSm& manager, const String& client) const {
+    const Directory directory =
+        manager.nexthopCellSpecificStatusDir() && world_.entry(Directory::cell, client)
+            ? Directory::cell
+            : Directory::status;
+    return world_.entry(directory, client) != nullptr;
   }
 
   World& world_;
