@@ -91,11 +91,20 @@ bool Generator::forced(const ReferenceModel& model, Operation& operation) {
     operation = {.kind = Kind::managerDel, .vrf = endedVrf_};
     return operation.fits(model);
   }
-  // Nothing else happens during a pause, but that the other VRF may have one too; unless that is
-  // what the sequence is about.
+  return forcedPause(model, operation);
+}
+
+// Nothing else happens during a pause, but that the other VRF may have one too; unless that is what
+// the sequence is about.
+bool Generator::forcedPause(const ReferenceModel& model, Operation& operation) {
+  constexpr std::uint64_t often = 16;
   constexpr std::uint64_t longPause = 5;
-  const bool goesOn = flavour_ == Flavour::paused && !endManager_ && below(longPause) != 0;
-  if (!paused(model) || goesOn) {
+  if (!paused(model)) {
+    operation = {.kind = Kind::notificationsOff,
+                 .vrf = static_cast<std::uint8_t>(below(Operation::vrfs))};
+    return flavour_ == Flavour::paused && below(often) == 0 && operation.fits(model);
+  }
+  if (flavour_ == Flavour::paused && !endManager_ && below(longPause) != 0) {
     return false;
   }
   do {

@@ -38,6 +38,7 @@ class Generator {
   void fill(Operation& operation);
   // An operation that has to come now; false when none has.
   bool forced(const ReferenceModel& model, Operation& operation);
+  bool forcedPause(const ReferenceModel& model, Operation& operation);
 
   std::mt19937_64 random_;
   Flavour flavour_;
