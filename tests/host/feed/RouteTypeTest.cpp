@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <regex>
 #include <string>
 
 #include "host/feed/RouteType.h"
@@ -36,6 +38,25 @@ TEST(RouteType, PreferenceFollowsFromTheProtocolAlone) {
   EXPECT_EQ(preferenceOf(12), 150) << "a routing daemon";
   EXPECT_EQ(preferenceOf(186), 20) << "bgp";
   EXPECT_EQ(preferenceOf(77), 200) << "unknown";
+}
+
+TEST(RouteType, TheDocumentSaysTheSame) {
+  std::ifstream document("docs/kernel-routes.md");
+  const std::regex row(R"(^\| .* \| (\d+) \| `(\w+)` \| (\d+)?.*\|$)");
+  int rows = 0;
+  for (std::string line; std::getline(document, line);) {
+    std::smatch parts;
+    if (!std::regex_match(line, parts, row)) {
+      continue;
+    }
+    ++rows;
+    const auto number = static_cast<std::uint8_t>(std::stoi(parts[1]));
+    EXPECT_EQ(parts[2].str(), routeTypeName(RouteType(number))) << line;
+    if (parts[3].matched) {
+      EXPECT_EQ(std::stoi(parts[3]), preferenceOf(number)) << line;
+    }
+  }
+  EXPECT_EQ(rows, 27) << "one for each type that has a name";
 }
 
 TEST(RouteType, OnlyRoutesToALinkAndToTheMachineAreConnected) {

@@ -141,6 +141,13 @@ TEST_F(DumpTest, ADumpOfAnInterfaceTakesAwayOnlyWhatUsesIt) {
   EXPECT_EQ(shown("192.0.5.0/24"), "absent");
 }
 
+TEST_F(DumpTest, ADumpOfAnInterfaceSaysNothingOfOtherRoutesAtTheMetric) {
+  add({.prefix = "192.0.2.0/24", .hops = {{"10.1.0.2", 2}}});
+  dump({Kind::routes, AddressFamily::ipv4, 254, 1}, {via("192.0.2.0/24", "10.0.0.2")});
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.1.0.2");
+  EXPECT_EQ(alternatives("192.0.2.0/24").size(), 2U);
+}
+
 TEST_F(DumpTest, HopsThatAreDumpedOneByOneAreOneRoute) {
   dump(main6(), {via("2001:db8::/32", "fe80::2", 1024), via("2001:db8::/32", "fe80::3", 1024)});
   EXPECT_EQ(shown("2001:db8::/32"), "fe80::2 fe80::3");
