@@ -29,6 +29,7 @@ class FastClock final : public Clock {
   unsigned rate_;
 };
 
+// The one scheduler of the process, which the library's timers run on too.
 Ptr<TaskScheduler> schedulerOf(unsigned clockRate) {
   Ptr<Clock> clock = makeEntity<RealClock>();
   if (clockRate > 1) {
@@ -36,6 +37,7 @@ Ptr<TaskScheduler> schedulerOf(unsigned clockRate) {
   }
   const auto scheduler = makeEntity<TaskScheduler>(clock);
   scheduler->timeBudgetIs(TaskScheduler::defaultTimeBudget * clockRate);
+  TaskSchedulerRoot::schedulerIs(scheduler);
   return scheduler;
 }
 
