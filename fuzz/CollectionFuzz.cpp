@@ -46,7 +46,7 @@ class Model {
       members_[places_.at(key)]->value = value;
     } else {
       places_[key] = members_.size();
-      members_.push_back(Member{key, value});
+      members_.emplace_back(Member{key, value});
     }
   }
   void remove(std::uint8_t key) {

@@ -26,7 +26,7 @@ class SharedRecords {
   template <class Entry>
   struct VrfRecord {
     VrfName vrf;
-    NexthopStatusFecIdType kind;
+    NexthopStatusFecIdType kind{};
     std::vector<Entry> entries;
   };
   // A client's name and its VRFs.
