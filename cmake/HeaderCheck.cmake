@@ -28,4 +28,10 @@ if(sources)
   if(NEXTHOP_TESTS)
     target_link_libraries(nexthop_headers PRIVATE GTest::gtest GTest::gmock)
   endif()
+  if(NEXTHOP_HOST)
+    add_dependencies(nexthop_headers nexthop_host_proto_cpp)
+    target_include_directories(
+      nexthop_headers SYSTEM
+      PRIVATE $<TARGET_PROPERTY:nexthop_host_proto,INTERFACE_SYSTEM_INCLUDE_DIRECTORIES>)
+  endif()
 endif()

@@ -123,9 +123,8 @@ void EventLoop::runTurn(bool mayWait) {
   wait(mayWait);
   jobsRun();
   scheduler_->runTurn();
-  // By index: a hook may add one.
-  for (std::size_t index = 0; index < turnEnd_.size(); ++index) {
-    turnEnd_[index]();
+  for (const Job& hook : turnEnd_) {
+    hook();
   }
 }
 

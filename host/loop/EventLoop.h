@@ -16,12 +16,12 @@
 //
 // Invariants:
 //   1. Everything but post() and stop() is called on the loop's thread, also before run().
-//   2. A handler, job or hook may add and remove descriptors, post, and stop the loop.
+//   2. A handler, job or hook may add and remove descriptors, post, and stop the loop. Hooks are
+//      set before it runs.
 //   3. A handler removed in a turn is not called any more in it.
 //   4. An exception of a handler, job or hook leaves run(): the daemon ends with its reason.
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -55,7 +55,7 @@ class EventLoop {
   void fdDel(int fd) noexcept;
   // Blocks the signal for the threads made from now on and calls the handler instead.
   void signalIs(int signal, Job handler);
-  // Calls the hook at the end of each turn.
+  // Calls the hook at the end of each turn. Requires: not called from a hook.
   void turnEndIs(Job hook);
 
   // From any thread: the job runs in the loop's next turn. A job posted by a job runs a turn later.
@@ -86,8 +86,7 @@ class EventLoop {
   // Held while they are called, so that one may remove itself.
   std::unordered_map<int, std::shared_ptr<Handler>> handlers_;
   std::unordered_map<int, Job> signalHandlers_;
-  // References stay good when a hook adds one.
-  std::deque<Job> turnEnd_;
+  std::vector<Job> turnEnd_;
   std::uint64_t wakeups_ = 0;
   bool stopped_ = false;
 
