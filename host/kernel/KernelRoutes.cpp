@@ -91,13 +91,17 @@ void KernelRoutes::datagram(Bytes messages) {
   }
 }
 
-// A notification carries the sequence number and port of whoever made the change.
+// A notification carries the sequence number and port of whoever made the change; this socket makes
+// none. What else carries its port is the rest of a dump that the kernel reported as failed,
+// because the receive buffer was full, and sent all the same.
 void KernelRoutes::message(const Message& message) {
-  const bool ours = dump_ && message.sequence == sequence_ && message.port == socket_.port();
-  if (!ours) {
+  if (message.port != socket_.port()) {
     if (message.type >= NLMSG_MIN_TYPE) {
       state_.notification(message);
     }
+    return;
+  }
+  if (!dump_ || message.sequence != sequence_) {
     return;
   }
   if ((message.flags & NLM_F_DUMP_INTR) != 0) {
