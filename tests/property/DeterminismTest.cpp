@@ -69,9 +69,9 @@ class PrintedSequence : public testing::Test {
   }
 
  private:
-  const std::string stem_ = testing::TempDir() + "printed-sequence-" + std::to_string(getpid());
-  const std::string replay_ = stem_ + ".replay";
-  const std::string output_ = stem_ + ".out";
+  std::string stem_ = testing::TempDir() + "printed-sequence-" + std::to_string(getpid());
+  std::string replay_ = stem_ + ".replay";
+  std::string output_ = stem_ + ".out";
 };
 
 TEST_F(PrintedSequence, IsAReplayFileThatDoesTheSame) {

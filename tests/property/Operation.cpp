@@ -315,65 +315,18 @@ String textOf(const Sequence& sequence) {
   return text;
 }
 
+// In the order of the enumerators.
+constexpr std::array kindNames{
+    "config",      "config-del",  "config-vrf",        "config-vrf-del",   "nexthop",
+    "nexthop-del", "status",      "status-del",        "renotify-config",  "renotify-status",
+    "route",       "route-del",   "announce",          "routing",          "routing-del",
+    "fec",         "fec-del",     "announce-fec",      "context",          "published",
+    "manager",     "manager-del", "notifications-off", "notifications-on", "slice",
+    "drain",       "advance"};
+static_assert(kindNames.size() == Operation::kinds);
+
 const char* nameOf(Operation::Kind kind) noexcept {
-  using Kind = Operation::Kind;
-  switch (kind) {
-    case Kind::config:
-      return "config";
-    case Kind::configDel:
-      return "config-del";
-    case Kind::configVrf:
-      return "config-vrf";
-    case Kind::configVrfDel:
-      return "config-vrf-del";
-    case Kind::nexthop:
-      return "nexthop";
-    case Kind::nexthopDel:
-      return "nexthop-del";
-    case Kind::status:
-      return "status";
-    case Kind::statusDel:
-      return "status-del";
-    case Kind::renotifyConfig:
-      return "renotify-config";
-    case Kind::renotifyStatus:
-      return "renotify-status";
-    case Kind::route:
-      return "route";
-    case Kind::routeDel:
-      return "route-del";
-    case Kind::announce:
-      return "announce";
-    case Kind::routing:
-      return "routing";
-    case Kind::routingDel:
-      return "routing-del";
-    case Kind::fec:
-      return "fec";
-    case Kind::fecDel:
-      return "fec-del";
-    case Kind::announceFec:
-      return "announce-fec";
-    case Kind::context:
-      return "context";
-    case Kind::published:
-      return "published";
-    case Kind::manager:
-      return "manager";
-    case Kind::managerDel:
-      return "manager-del";
-    case Kind::notificationsOff:
-      return "notifications-off";
-    case Kind::notificationsOn:
-      return "notifications-on";
-    case Kind::slice:
-      return "slice";
-    case Kind::drain:
-      return "drain";
-    case Kind::advance:
-      return "advance";
-  }
-  return "";
+  return kindNames[static_cast<std::size_t>(kind)];
 }
 
 }  // namespace Routing::Support

@@ -39,9 +39,9 @@ String entryText(const NexthopStatusEntry& entry) {
 }  // namespace
 
 String OutputEvent::text() const {
-  const String words = String(Support::words[static_cast<std::size_t>(kind)]) + ' ';
-  const String ofClient = words + client + ' ' + vrf;
-  const String ofVrf = words + vrf + ' ';
+  const String word = String(words[static_cast<std::size_t>(kind)]) + ' ';
+  const String ofClient = word + client + ' ' + vrf;
+  const String ofVrf = word + vrf + ' ';
   switch (kind) {
     case Kind::status:
       return ofClient + ' ' + addr.stringValue() + entryText(entry);

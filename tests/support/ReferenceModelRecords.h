@@ -99,14 +99,14 @@ class AddressesInOrder : public std::vector<IpGenAddr> {
 };
 
 struct ModelVrfConfig {
-  NexthopStatusFecIdType kind;
+  NexthopStatusFecIdType kind = NexthopStatusFecIdType::fibFecId;
   AddressesInOrder nexthops;
 };
 struct ModelConfig {
   InOrder<VrfName, std::shared_ptr<ModelVrfConfig>> vrfs;
 };
 struct ModelVrfStatus {
-  NexthopStatusFecIdType kind;
+  NexthopStatusFecIdType kind = NexthopStatusFecIdType::fibFecId;
   InOrder<IpGenAddr, NexthopStatusEntry> entries;
 };
 struct ModelStatus {
