@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdio>
 #include <set>
 #include <string>
 #include <utility>
@@ -130,6 +131,7 @@ TEST_P(KillPoint, AFreshManagerEndsWhereTheUncutRunEnds) {
   const StoryEnd uncut = endOf(story);
   const std::vector<Cut> cuts = cutsOf(story);
   ASSERT_GT(cuts.size(), 15U);
+  std::printf("%s: cut at %zu writes\n", story.name.c_str(), cuts.size());
   for (std::size_t index = 0; index < cuts.size(); ++index) {
     const Cut& cut = cuts[index];
     SCOPED_TRACE("cut " + std::to_string(index) + " in: " + story.commands[cut.command]);
