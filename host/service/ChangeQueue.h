@@ -33,11 +33,19 @@ class ChangeQueue {
   void snapshotEndTold() noexcept { snapshot_ = false; }
 
   // Takes keys off the front, oldest first, as long as take(key) returns true and no snapshot's end
-  // is due. The key for which it returned false stays.
-  template <class Take>
-  void takeWhile(Take take) {
+  // is due. The key for which it returned false stays. soon(key) is called some keys before take().
+  template <class Take, class Soon>
+  void takeWhile(Take take, Soon soon) {
+    auto scout = keys_.cursor();
+    for (std::size_t step = 0; step < ahead && !scout.atEnd(); ++step, scout.next()) {
+      soon(scout.key());
+    }
     for (auto cursor = keys_.cursor(); !cursor.atEnd() && !snapshotEndDue(); cursor.next()) {
       const Key key = cursor.key();
+      if (!scout.atEnd()) {
+        soon(scout.key());
+        scout.next();
+      }
       if (!take(key)) {
         return;
       }
@@ -59,6 +67,8 @@ class ChangeQueue {
   }
 
  private:
+  static constexpr std::size_t ahead = 8;
+
   DenseSet<Key> keys_;
   std::size_t snapshotLeft_ = 0;
   bool snapshot_ = false;

@@ -16,8 +16,8 @@
 // could be out of date. Servers stay until the service ends; there are as many as users have ever
 // connected (at most mostUsers). Over TCP the user is the name in the client's certificate.
 //
-// Users are called "uid:1000" and "tls:NAME", after the certificate's first alternative name or else
-// its common name.
+// Users are called "uid:1000" and "tls:NAME", after the certificate's first alternative name or
+// else its common name.
 //
 // No VRF is added or removed after the service has gone.
 

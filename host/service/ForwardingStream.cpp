@@ -62,7 +62,7 @@ ForwardingQueue::Part ForwardingQueue::take(std::size_t limit, const Visit& visi
     return {true, false};
   }
   std::size_t taken = 0;
-  queue_.takeWhile([&](ResolverId id) {
+  const auto takeOne = [&](ResolverId id) {
     const NexthopResolverIdVia* record =
         vrfForwarding_ ? vrfForwarding_->nexthopResolverIdVia().find(id) : nullptr;
     if (record == nullptr && queue_.inSnapshot()) {
@@ -74,7 +74,8 @@ ForwardingQueue::Part ForwardingQueue::take(std::size_t limit, const Visit& visi
     visit(id, record);
     ++taken;
     return true;
-  });
+  };
+  queue_.takeWhile(takeOne, [](ResolverId) {});
   if (taken == 0 && queue_.snapshotEndDue()) {
     queue_.snapshotEndTold();
     return {false, true};

@@ -1,8 +1,8 @@
 #pragma once
 
 // ForwardingStream: the WatchForwarding call. The vias under each resolver identifier of a VRF, as
-// its FIB-via machine publishes them: newest state an identifier, like a Watch. The stream ends when
-// the VRF goes.
+// its FIB-via machine publishes them: newest state an identifier, like a Watch. The stream ends
+// when the VRF goes.
 
 #include "host/service/ChangeQueue.h"
 #include "host/service/Queries.h"

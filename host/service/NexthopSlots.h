@@ -46,23 +46,36 @@ struct Told {
   }
 };
 
-struct NexthopSlot {
+// Two cache lines: who it is, and what is told of it. Changes come in the order of addresses and
+// slots stand in the order of registration, so every access to one of many is a miss; whoever goes
+// over many prefetches.
+struct alignas(64) NexthopSlot {
   IpGenAddr addr;
   Policy policy;
   NexthopGroup* group = nullptr;
-  Told told;
   EventLog::Serial lastEvent = 0;
   std::uint32_t pins = 0;
   // Of the writes of a turn, the last.
   std::uint32_t latestWrite = 0;
+  alignas(64) Told told;
 };
+static_assert(sizeof(NexthopSlot) == 128);
 
 class NexthopSlots {
  public:
+  // How many slots ahead a prefetch pays.
+  static constexpr std::size_t ahead = 8;
+
   // References stay good while the slot is in use.
   NexthopSlot& operator[](SlotId id) noexcept { return (*blocks_[id / blockSize])[id % blockSize]; }
   const NexthopSlot& operator[](SlotId id) const noexcept {
     return (*blocks_[id / blockSize])[id % blockSize];
+  }
+  // Says that the slot will be used soon.
+  void prefetch(SlotId id) const noexcept {
+    const NexthopSlot& slot = (*this)[id];
+    __builtin_prefetch(&slot);
+    __builtin_prefetch(&slot.told);
   }
   // Those that are not removed.
   std::size_t live() const noexcept { return live_; }

@@ -188,23 +188,43 @@ void NexthopTable::commitGroup(Group& group) {
   emptyOut(group.judgements_);
 }
 
-void NexthopTable::commitWrites(Group& group, const VrfCondition& condition) {
+// Finds the nexthop of each write; the last write of each knows that it is.
+void NexthopTable::findWritten(const Group& group) {
   const auto count = static_cast<std::uint32_t>(group.writes_.size());
   written_.assign(count, noSlot);
   for (std::uint32_t index = 0; index < count; ++index) {
     if (const SlotId* id = find(group, group.writes_[index].addr)) {
       written_[index] = *id;
-      slots_[*id].latestWrite = index;
+      slots_.prefetch(*id);
     }
   }
+  for (std::uint32_t index = 0; index < count; ++index) {
+    prefetchWritten(index);
+    if (written_[index] != noSlot) {
+      slots_[written_[index]].latestWrite = index;
+    }
+  }
+}
+
+void NexthopTable::prefetchWritten(std::size_t index) const noexcept {
+  if (index + NexthopSlots::ahead < written_.size() &&
+      written_[index + NexthopSlots::ahead] != noSlot) {
+    slots_.prefetch(written_[index + NexthopSlots::ahead]);
+  }
+}
+
+void NexthopTable::commitWrites(Group& group, const VrfCondition& condition) {
+  findWritten(group);
   const bool each = std::any_of(group.streams_.begin(), group.streams_.end(), [](const auto* s) {
     return s->everyWrite();
   });
-  for (std::uint32_t index = 0; index < count; ++index) {
-    if (written_[index] == noSlot) {
+  for (std::size_t index = 0; index < written_.size(); ++index) {
+    prefetchWritten(index);
+    const SlotId id = written_[index];
+    if (id == noSlot) {
       continue;
     }
-    NexthopSlot& slot = slots_[written_[index]];
+    NexthopSlot& slot = slots_[id];
     ++slot.told.epoch;
     if (!each && slot.latestWrite != index) {
       continue;
@@ -213,9 +233,9 @@ void NexthopTable::commitWrites(Group& group, const VrfCondition& condition) {
         settle(slot, judge(&group.writes_[index], slot.addr.family(), slot.policy, condition));
     for (StatusStream* stream : group.streams_) {
       if (stream->everyWrite()) {
-        stream->wrote(written_[index]);
+        stream->wrote(id);
       } else if (news) {
-        stream->changed(written_[index]);
+        stream->changed(id);
       }
     }
   }

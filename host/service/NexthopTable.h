@@ -96,6 +96,8 @@ class NexthopTable {
   }
   void queueJudgement(Group& group);
   void commitGroup(Group& group);
+  void findWritten(const Group& group);
+  void prefetchWritten(std::size_t index) const noexcept;
   void commitWrites(Group& group, const VrfCondition& condition);
   // True when what is told of it became another thing that is news.
   bool settle(NexthopSlot& slot, const NexthopView& view);

@@ -75,7 +75,7 @@ StatusStream::Part StatusStream::take(std::size_t limit, const Visit& visit) {
 StatusStream::Part StatusStream::takeQueued(std::size_t limit, const Visit& visit) {
   Part part;
   std::size_t taken = 0;
-  queue_.takeWhile([&](SlotId id) {
+  const auto take = [&](SlotId id) {
     const NexthopSlot& slot = slots_[id];
     const bool removed = slot.told.removed();
     // A snapshot tells of what there is; nobody has heard of the others since its beginning.
@@ -91,7 +91,8 @@ StatusStream::Part StatusStream::takeQueued(std::size_t limit, const Visit& visi
     removedQueued_ -= removed ? 1U : 0U;
     slots_.unpin(id);
     return true;
-  });
+  };
+  queue_.takeWhile(take, [this](SlotId id) { slots_.prefetch(id); });
   if (taken == 0 && queue_.snapshotEndDue()) {
     queue_.snapshotEndTold();
     part.snapshotEnd = true;

@@ -40,8 +40,9 @@ struct StreamFilter {
 class StatusStream {
  public:
   static constexpr std::size_t writeLimit = 65'536;
-  // Removed nexthops that may wait beside as many as there are nexthops.
-  static constexpr std::size_t removedAllowance = 1024;
+  // Removed nexthops that may wait beside as many as there are nexthops. A client that takes back
+  // 100,000 registrations at once is no slow reader.
+  static constexpr std::size_t removedAllowance = 131'072;
 
   // A part of what is to be told: a mark, or nexthops of one group.
   struct Part {

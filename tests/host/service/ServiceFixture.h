@@ -13,12 +13,15 @@
 #include <grpcpp/create_channel.h>
 #include <gtest/gtest.h>
 #include <nexthop/v1/nexthop.grpc.pb.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <functional>
 #include <future>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -76,10 +79,7 @@ class Watching {
       : reader_(stub.Watch(&context_, request)) {}
   ~Watching() {
     context_.TryCancel();
-    Proto::WatchResponse rest;
-    while (reader_->Read(&rest)) {
-    }
-    static_cast<void>(reader_->Finish());
+    static_cast<void>(finish());
   }
 
   // The next message; nothing when the stream has ended.
@@ -119,18 +119,23 @@ class Watching {
   }
   std::string line() { return lineOf(status()); }
 
+  // How the stream ended; reads it to its end first.
   grpc::Status finish() {
-    Proto::WatchResponse rest;
-    while (reader_->Read(&rest)) {
+    if (!std::exchange(finished_, true)) {
+      Proto::WatchResponse rest;
+      while (reader_->Read(&rest)) {
+      }
+      status_ = reader_->Finish();
     }
-    return reader_->Finish();
+    return status_;
   }
-  void cancel() { context_.TryCancel(); }
 
  private:
   grpc::ClientContext context_;
   std::unique_ptr<grpc::ClientReader<Proto::WatchResponse>> reader_;
   std::vector<Proto::NexthopStatus> rest_;
+  bool finished_ = false;
+  grpc::Status status_;
 };
 
 class ServiceFixture : public ::testing::Test {
@@ -156,7 +161,11 @@ class ServiceFixture : public ::testing::Test {
     vrfs = std::make_unique<Vrfs>(loop->scheduler());
     vrf = &vrfs->vrfIs("default", 254);
     service = std::make_unique<ClientService>(*loop, *vrfs, &store, options, hooks);
-    loop->turnEndIs([this] { service->flush(); });
+    loop->turnEndIs([this] {
+      if (flushing) {
+        service->flush();
+      }
+    });
     vrfs->managerStart(*vrf);
     service->start();
     thread_ = std::thread([this] { loop->run(); });
@@ -254,6 +263,8 @@ class ServiceFixture : public ::testing::Test {
   ServiceOptions options;
   ServiceHooks hooks;
   MemoryRegistrationStore store;
+  // Off: as when storing fails.
+  std::atomic<bool> flushing = true;
   std::unique_ptr<EventLoop> loop;
   std::unique_ptr<Vrfs> vrfs;
   Vrf* vrf = nullptr;

@@ -1,0 +1,177 @@
+// Clients that do not behave: one that never reads, one that dies mid-stream, garbage on the
+// socket, connections that say nothing. The daemon serves the others, and its memory stays bounded.
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <random>
+
+#include "tests/host/service/ChildProcess.h"
+#include "tests/host/service/ServiceFixture.h"
+
+namespace Routing::Host {
+namespace {
+
+class HardClients : public ServiceFixture {
+ protected:
+  FileDescriptor rawConnection() const {
+    FileDescriptor connection(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    options.socketPath.copy(static_cast<char*>(address.sun_path), sizeof address.sun_path - 1);
+    EXPECT_EQ(
+        ::connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
+        0);
+    return connection;
+  }
+  // Reads until the daemon closes the connection.
+  static void expectClosed(const FileDescriptor& connection) {
+    std::array<char, 4096> buffer{};
+    ssize_t got = 1;
+    while (got > 0) {
+      got = ::read(connection.get(), buffer.data(), buffer.size());
+    }
+    EXPECT_TRUE(got == 0 || errno == ECONNRESET) << errno;
+  }
+  void expectServed(const std::string& client) {
+    const auto stub = connect();
+    Watching watching(*stub, watchOf(client));
+    watching.snapshot();
+    ASSERT_TRUE(registerAll(*stub, registration(client, {"172.16.0.1"})).ok());
+    EXPECT_EQ(watching.line(), "172.16.0.1 failed no-route");
+  }
+  static Proto::RegisterRequest many(const std::string& client, std::uint32_t count) {
+    Proto::RegisterRequest request = registration(client, {});
+    for (std::uint32_t index = 0; index < count; ++index) {
+      addressTo(*request.add_addresses(), IpGenAddr::ipv4(0x0a000000U + index));
+    }
+    return request;
+  }
+  std::uint64_t backlog() {
+    std::uint64_t backlog = 0;
+    onLoop([&] { backlog = service->figures().backlog; });
+    return backlog;
+  }
+};
+
+TEST_F(HardClients, AClientThatNeverReadsCostsOneEntryANexthop) {
+  constexpr std::uint32_t nexthops = 10'000;
+  start();
+  routeIs("10.0.0.0/8", 100);
+  const auto stub = connect();
+  Watching silent(*stub, watchOf("silent"));
+  ASSERT_TRUE(registerAll(*stub, many("silent", nexthops)).ok());
+  std::uint64_t told = 0;
+  for (FecId fec = 101; fec < 140; ++fec) {
+    routeIs("10.0.0.0/8", fec);
+    // Whole, however many turns that takes.
+    bool settled = false;
+    while (!settled) {
+      onLoop([&] {
+        settled = !loop->scheduler()->hasRunnable();
+        told = service->figures().told;
+      });
+    }
+    EXPECT_LE(backlog(), nexthops);
+  }
+  EXPECT_LT(told, 40U * nexthops);
+  EXPECT_GT(backlog(), 0U);
+  expectServed("other");
+  // And when it reads at last, it finds the newest state of each.
+  std::map<std::string, std::uint64_t> identifiers;
+  while (identifiers.size() < nexthops || identifiers.begin()->second != 139 ||
+         identifiers.rbegin()->second != 139) {
+    const Proto::NexthopStatus status = silent.status();
+    identifiers[status.address()] = status.identifier();
+  }
+}
+
+TEST_F(HardClients, AClientThatDiesMidStreamLeavesItsRegistrationsAndItsNameFree) {
+  start();
+  ChildProcess client({exampleClient, options.socketPath, "bgp", "10.0.0.1"});
+  EXPECT_EQ(client.line(), "10.0.0.1 NEXTHOP_STATE_FAILED REASON_NO_ROUTE");
+  routeIs("10.0.0.0/8", 12);
+  client.kill();
+  bool live = true;
+  while (live) {
+    onLoop([&] { live = service->figures().liveClients != 0; });
+  }
+  const auto stub = connect();
+  Watching again(*stub, watchOf("bgp"));
+  EXPECT_THAT(again.snapshot(), ::testing::ElementsAre("10.0.0.1 resolved 12 10.0.0.0/8"));
+}
+
+TEST_F(HardClients, GarbageOnTheSocketEndsThatConnectionAlone) {
+  start();
+  const auto stub = connect();
+  Watching watching(*stub, watchOf("bgp"));
+  watching.snapshot();
+  std::mt19937 random(20'240'501);  // NOLINT(cert-msc*): the same bytes in every run
+  for (int round = 0; round < 50; ++round) {
+    const FileDescriptor connection = rawConnection();
+    std::string garbage(1 + random() % 4096, '\0');
+    for (char& byte : garbage) {
+      byte = static_cast<char>(random());
+    }
+    // Every other one begins as a client does.
+    if (round % 2 == 1) {
+      garbage.insert(0, "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n");
+    }
+    static_cast<void>(::send(connection.get(), garbage.data(), garbage.size(), MSG_NOSIGNAL));
+    ::shutdown(connection.get(), SHUT_WR);
+    expectClosed(connection);
+  }
+  ASSERT_TRUE(registerAll(*stub, registration("bgp", {"10.0.0.1"})).ok());
+  EXPECT_EQ(watching.line(), "10.0.0.1 failed no-route");
+}
+
+TEST_F(HardClients, ConnectionsThatSayNothingKeepNobodyFromBeingServed) {
+  start();
+  std::vector<FileDescriptor> silent;
+  for (int index = 0; index < 100; ++index) {
+    silent.push_back(rawConnection());
+  }
+  expectServed("bgp");
+}
+
+TEST_F(HardClients, TheSocketIsForItsOwnerAndItsGroup) {
+  options.socketGroup = std::to_string(::getgid());
+  start();
+  struct stat status {};
+  ASSERT_EQ(::stat(options.socketPath.c_str(), &status), 0);
+  EXPECT_TRUE(S_ISSOCK(status.st_mode));
+  EXPECT_EQ(status.st_mode & 07777U, 0660U);
+  EXPECT_EQ(status.st_gid, ::getgid());
+}
+
+TEST_F(HardClients, ASocketInUseIsNotTakenAndOneLeftBehindIs) {
+  start();
+  EventLoop other(makeEntity<TaskScheduler>(makeEntity<RealClock>()));
+  const auto listen = [&] {
+    SocketListener listener(other, options.socketPath, "", [](FileDescriptor, uid_t) {});
+  };
+  EXPECT_THROW(listen(), SystemError);
+  expectServed("bgp");
+  stop();
+  // As a daemon that was killed leaves it.
+  {
+    const FileDescriptor left(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    options.socketPath.copy(static_cast<char*>(address.sun_path), sizeof address.sun_path - 1);
+    ASSERT_EQ(::bind(left.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  }
+  EXPECT_NO_THROW(listen());
+}
+
+TEST_F(HardClients, AFileThatIsNoSocketIsLeftAlone) {
+  std::fclose(std::fopen(options.socketPath.c_str(), "w"));
+  EventLoop other(makeEntity<TaskScheduler>(makeEntity<RealClock>()));
+  EXPECT_THROW(SocketListener(other, options.socketPath, "", [](FileDescriptor, uid_t) {}),
+               SystemError);
+  EXPECT_EQ(::unlink(options.socketPath.c_str()), 0);
+}
+
+}  // namespace
+}  // namespace Routing::Host

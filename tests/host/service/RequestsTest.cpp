@@ -1,0 +1,135 @@
+// What a bad request is told, and that it changes nothing.
+
+#include "tests/host/service/ServiceFixture.h"
+
+namespace Routing::Host {
+namespace {
+
+using ::testing::IsEmpty;
+
+struct BadRequest {
+  const char* name;
+  std::function<void(Proto::RegisterRequest& request)> spoil;
+  grpc::StatusCode code;
+  const char* told;
+};
+
+const std::vector<BadRequest> badRequests{
+    {"AddressOfFiveBytes",
+     [](auto& request) { *request.add_addresses() = "12345"; },
+     grpc::StatusCode::INVALID_ARGUMENT,
+     "addresses[2]: an address has 4 or 16 bytes, not 5"},
+    {"AddressOfNoBytes",
+     [](auto& request) { request.add_addresses(); },
+     grpc::StatusCode::INVALID_ARGUMENT,
+     "addresses[2]: an address has 4 or 16 bytes, not 0"},
+    {"UnknownVrf",
+     [](auto& request) { request.set_vrf("red"); },
+     grpc::StatusCode::NOT_FOUND,
+     "vrf: there is no VRF red"},
+    {"NoName",
+     [](auto& request) { request.clear_client(); },
+     grpc::StatusCode::INVALID_ARGUMENT,
+     "client: a client's name is 1 to 64 letters, digits, '-', '_' and '.'"},
+    {"UnknownKind",
+     [](auto& request) { request.set_kind(static_cast<Proto::IdentifierKind>(9)); },
+     grpc::StatusCode::INVALID_ARGUMENT,
+     "kind: there is no kind of identifier 9"},
+    {"PrefixLengthOfNoFamily",
+     [](auto& request) { request.mutable_policy()->set_minimum_prefix_length(129); },
+     grpc::StatusCode::INVALID_ARGUMENT,
+     "policy.minimum_prefix_length: no prefix has the length 129"},
+    {"PrefixLengthOfTheOtherFamily",
+     [](auto& request) { request.mutable_policy()->set_minimum_prefix_length(64); },
+     grpc::StatusCode::INVALID_ARGUMENT,
+     "policy.minimum_prefix_length: no prefix of addresses[0] is that long"},
+    {"OverTheLimitOfRegistrations",
+     [](auto& request) {
+       for (std::uint32_t index = 0; index < 10; ++index) {
+         addressTo(*request.add_addresses(), IpGenAddr::ipv4(index));
+       }
+     },
+     grpc::StatusCode::RESOURCE_EXHAUSTED,
+     "addresses: at most 10 nexthops are registered at a time, 0 are"},
+    {"OverTheLimitOfARequest",
+     [](auto& request) {
+       for (std::uint32_t index = 0; index < 10'000; ++index) {
+         addressTo(*request.add_addresses(), IpGenAddr::ipv4(index));
+       }
+     },
+     grpc::StatusCode::RESOURCE_EXHAUSTED,
+     "addresses: a request has at most 10000 addresses, not 10002"},
+};
+
+class Refused : public ServiceFixture, public ::testing::WithParamInterface<BadRequest> {};
+
+TEST_P(Refused, IsToldTheFieldAndNothingChanges) {
+  options.limits.registrations = 10;
+  start();
+  const auto stub = connect();
+  Proto::RegisterRequest request = registration("bgp", {"10.0.0.1", "10.0.0.2"});
+  GetParam().spoil(request);
+  const grpc::Status status = registerAll(*stub, request);
+  EXPECT_EQ(status.error_code(), GetParam().code);
+  EXPECT_EQ(badField(status), GetParam().told);
+  onLoop([this] {
+    EXPECT_TRUE(vrfs->records().configs->entry().empty());
+    EXPECT_TRUE(vrfs->records().statuses->entry().empty());
+    EXPECT_EQ(service->figures().registrations, 0U);
+  });
+  EXPECT_THAT(store.values, IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, Refused, ::testing::ValuesIn(badRequests), [](const auto& row) {
+  return std::string(row.param.name);
+});
+
+class Requests : public ServiceFixture {};
+
+TEST_F(Requests, AllTogetherWithAddressesIsRefused) {
+  start();
+  const auto stub = connect();
+  Proto::UnregisterRequest request;
+  request.set_client("bgp");
+  request.set_all(true);
+  request.add_addresses(bytesOf("10.0.0.1"));
+  Proto::UnregisterResponse response;
+  grpc::ClientContext context;
+  EXPECT_EQ(badField(stub->Unregister(&context, request, &response)),
+            "addresses: with `all` there are no addresses");
+}
+
+TEST_F(Requests, OwnersArePutIntoTheStoreBeforeTheAnswer) {
+  start();
+  const auto stub = connect();
+  ASSERT_TRUE(registerAll(*stub, registration("bgp", {"10.0.0.1"})).ok());
+  onLoop([this] {
+    EXPECT_THAT(
+        store.values,
+        ::testing::ElementsAre(::testing::Pair("client/bgp", "uid:" + std::to_string(::getuid()))));
+  });
+}
+
+TEST_F(Requests, NothingIsAnsweredInATurnThatIsNotFlushed) {
+  start();
+  const auto stub = connect();
+  grpc::ClientContext context;
+  const Proto::RegisterRequest request = registration("bgp", {"10.0.0.1"});
+  Proto::RegisterResponse response;
+  std::promise<grpc::Status> answer;
+  bool registered = false;
+  flushing = false;
+  stub->async()->Register(&context, &request, &response, [&answer](grpc::Status status) {
+    answer.set_value(status);
+  });
+  while (!registered) {
+    onLoop([&] { registered = service->figures().registrations == 1; });
+  }
+  auto result = answer.get_future();
+  EXPECT_EQ(result.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+  onLoop([this] { flushing = true; });
+  EXPECT_TRUE(result.get().ok());
+}
+
+}  // namespace
+}  // namespace Routing::Host
