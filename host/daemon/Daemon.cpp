@@ -35,7 +35,7 @@ Ptr<TaskScheduler> schedulerOf(unsigned clockRate) {
   if (clockRate > 1) {
     clock = makeEntity<FastClock>(clockRate);
   }
-  const auto scheduler = makeEntity<TaskScheduler>(clock);
+  auto scheduler = makeEntity<TaskScheduler>(clock);
   scheduler->timeBudgetIs(TaskScheduler::defaultTimeBudget * clockRate);
   TaskSchedulerRoot::schedulerIs(scheduler);
   return scheduler;

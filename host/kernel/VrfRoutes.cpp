@@ -331,6 +331,9 @@ void VrfRoutes::Dump::seenIs(const IpGenPrefix& prefix) {
   }
 }
 
+VrfRoutes::Dump::Dump(const Scope& dumped, bool nothingBefore)
+    : scope(dumped), first(nothingBefore) {}
+
 // True when the dump would have named the route if it were there.
 bool VrfRoutes::Dump::covers(const IpGenPrefix& prefix, const Alternative& alternative) const {
   return alternative.local == scope.local && touched.count({prefix, alternative.metric}) == 0;
@@ -338,9 +341,7 @@ bool VrfRoutes::Dump::covers(const IpGenPrefix& prefix, const Alternative& alter
 
 void VrfRoutes::dumpBegin(const Scope& scope) {
   ROUTING_ASSERT(!dump_ && "one dump at a time");
-  dump_.emplace();
-  dump_->scope = scope;
-  dump_->first = (dumped_ & scopeBit(scope)) == 0 && scope.interface == 0;
+  dump_.emplace(scope, (dumped_ & scopeBit(scope)) == 0 && scope.interface == 0);
 }
 
 void VrfRoutes::dumpRoute(const RouteMessage& route, FecId fec) {

@@ -110,9 +110,11 @@ class VrfRoutes {
   };
   // What is known of a dump under way.
   struct Dump {
+    Dump(const Scope& dumped, bool nothingBefore);
+
     Scope scope;
     // Nothing was there before, so there will be nothing to sweep.
-    bool first = false;
+    bool first;
     // The prefixes that the dump named.
     DenseSet<Prefix> seen4;
     DenseSet<Ip6Prefix> seen6;

@@ -110,7 +110,7 @@ class ClientService final : private StreamKeeper {
   class Calls;
   struct Server;
   struct Answer {
-    grpc::ServerUnaryReactor* reactor;
+    grpc::ServerUnaryReactor* reactor = nullptr;
     grpc::Status status;
   };
 

@@ -91,6 +91,7 @@ class ServerStream : public grpc::ServerWriteReactor<Response>, public OpenStrea
     }
   }
 
+  // NOLINTBEGIN(readability-identifier-naming): the transport's names
   void OnWriteDone(bool ok) final {
     inbox_.post([this, ok] {
       writing_ = false;
@@ -108,6 +109,7 @@ class ServerStream : public grpc::ServerWriteReactor<Response>, public OpenStrea
       delete this;  // It owns itself.
     });
   }
+  // NOLINTEND(readability-identifier-naming)
 
  protected:
   // Throws: RequestError; the stream ends with it.

@@ -85,7 +85,7 @@ class StatusStream {
 
  private:
   struct Write {
-    SlotId id;
+    SlotId id = 0;
     Told told;
   };
 
