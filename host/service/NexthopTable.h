@@ -125,7 +125,7 @@ class NexthopTable::Group final : public NexthopGroup {
   Group(NexthopTable& table,
         const String& client,
         const VrfName& vrf,
-        NexthopStatusFecIdType kind,
+        NexthopStatusFecIdType fecIdType,
         const Ptr<NexthopStatus>& status);
 
   std::size_t count() const noexcept { return slotOf_.size(); }

@@ -54,11 +54,11 @@ class Queries {
           const ServiceHooks& hooks,
           ServiceIdentity identity);
 
-  VrfCondition condition(const VrfName& vrf) const;
+  VrfCondition condition(const VrfName& name) const;
   // Throws: RequestError for "vrf" when there is none.
   Vrf& vrf(const std::string& name) const;
   // True when the VRF is still the one that publishes there.
-  bool publishes(const VrfName& vrf, const Ptr<NexthopResolverForwardingStatus>& forwarding) const;
+  bool publishes(const VrfName& name, const Ptr<NexthopResolverForwardingStatus>& forwarding) const;
   void interfaceNameTo(Proto::Via& via) const;
   const ServiceIdentity& identity() const noexcept { return identity_; }
 

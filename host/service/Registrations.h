@@ -92,12 +92,12 @@ class Registrations {
   // Returns how many were registered.
   std::uint32_t remove(const String& user, const RegistrationBatch& batch);
   // Everything of the client in the VRF.
-  std::uint32_t removeAll(const String& user, const String& client, const VrfName& vrf);
+  std::uint32_t removeAll(const String& user, const String& name, const VrfName& vrf);
 
   // The name is live until detach(), with this stream.
-  void attach(const String& user, const String& client, const StatusStream& stream);
+  void attach(const String& user, const String& name, const StatusStream& stream);
   // The name's stream has ended.
-  void detach(const String& client);
+  void detach(const String& name);
 
   // No review waits any more: what was taken out of the configurations has been seen.
   void reviewed() noexcept;

@@ -57,7 +57,7 @@ void TraceStream::open() {
     throw RequestError(
         RequestFault::invalid,
         "levels",
-        "levels are \"off\", \"8\", \"1-4\" or \"1,2,7-9\", not \"" + request_.levels() + "\"");
+        R"(levels are "off", "8", "1-4" or "1,2,7-9", not ")" + request_.levels() + '"');
   }
   std::vector<TraceFacility*> facilities = TraceFacility::all();
   if (request_.facilities_size() != 0) {
