@@ -79,6 +79,14 @@ std::size_t Vrf::waiting() const {
   return count;
 }
 
+std::uint64_t Vrf::reviews() const {
+  std::uint64_t count = 0;
+  for (auto cursor = manager_->resolverSm().cursor(); !cursor.atEnd(); cursor.next()) {
+    count += cursor.member().value->reviewNexthopTask()->taskWorkCount();
+  }
+  return count;
+}
+
 std::size_t Vrf::resolved() const {
   std::size_t count = 0;
   for (auto cursor = manager_->resolverSm().cursor(); !cursor.atEnd(); cursor.next()) {

@@ -55,6 +55,8 @@ class Vrf {
   const NexthopResolverVrfForwardingStatus& published() const;
   // Nexthops that wait for their review.
   std::size_t waiting() const;
+  // Nexthops reviewed so far, each review counted.
+  std::uint64_t reviews() const;
   // Status entries of all clients that are resolved.
   std::size_t resolved() const;
 

@@ -12,7 +12,17 @@ namespace {
 constexpr std::size_t nexthopCount = 100000;
 constexpr double each = nexthopCount;
 
-void routingSwitch(Report& report, Tables& full) {
+// Counts the records that are published.
+class RecordCount final : public Notifiee {
+ public:
+  explicit RecordCount(const Publisher& publisher) { subscribe(publisher); }
+  void onAttribute(FieldId /*field*/, const void* /*key*/) override { ++count; }
+  std::size_t count = 0;
+};
+
+}  // namespace
+
+void routingLines(Report& report, Tables& full) {
   report.lineIs("routing off and on, N = 100,000 nexthops");
   World world(full);
   world.client("client", fibFecId, below(privateBlock(), nexthopCount));
@@ -36,15 +46,7 @@ void routingSwitch(Report& report, Tables& full) {
   report.allocationsAre("on, a nexthop", on.allocations, each);
 }
 
-// Counts the records that are published.
-class RecordCount final : public Notifiee {
- public:
-  explicit RecordCount(const Publisher& publisher) { subscribe(publisher); }
-  void onAttribute(FieldId /*field*/, const void* /*key*/) override { ++count; }
-  std::size_t count = 0;
-};
-
-void fecChange(Report& report, Tables& full) {
+void fecLines(Report& report, Tables& full) {
   constexpr std::size_t rounds = 1000;
   report.lineIs("FEC change under N = 100,000 references");
   full.addRoute(privateBlock(), routeOf(0));
@@ -78,7 +80,7 @@ void fecChange(Report& report, Tables& full) {
   full.removeRoute(privateBlock());
 }
 
-void unregistering(Report& report, Tables& full) {
+void unregisteringLines(Report& report, Tables& full) {
   constexpr std::size_t few = 1000;
   constexpr std::size_t many = 1000000;
   report.lineIs("unregistering all N in random order, all sharing one FEC");
@@ -88,14 +90,6 @@ void unregistering(Report& report, Tables& full) {
   report.timeAtMostUnits("N = 100,000, a nexthop", some.seconds / each, 12);
   report.growthAtMost("from N = 1,000 to 1,000,000", least.seconds / few, most.seconds / many, 3);
   report.allocationsAre("a nexthop", some.allocations, each);
-}
-
-}  // namespace
-
-void changeLines(Report& report, Tables& full) {
-  routingSwitch(report, full);
-  fecChange(report, full);
-  unregistering(report, full);
 }
 
 }  // namespace Routing::Bench

@@ -45,7 +45,7 @@ std::vector<IpGenPrefix> spreadPrefixes(std::size_t count) {
   std::vector<IpGenPrefix> prefixes;
   prefixes.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
-    prefixes.push_back(table[table.size() / count * i]);
+    prefixes.push_back(table[table.size() * i / count]);
   }
   return prefixes;
 }

@@ -14,10 +14,17 @@ void trieLines(Report& report);
 void buildLines(Report& report);
 // Resolving many nexthops for the first time, and the longest slice of it.
 void resolutionLines(Report& report, Tables& full);
+void sliceLines(Report& report, Tables& full);
 // Routes that change above many, some, one and no nexthops.
-void routeLines(Report& report, Tables& full);
+void coveringRouteLines(Report& report, Tables& full);
+void moreSpecificRouteLines(Report& report, Tables& full);
+void hostRouteLines(Report& report, Tables& full);
+void unrelatedRouteLines(Report& report, Tables& full);
+void defaultRouteLines(Report& report, Tables& full);
 // Routing switched, FECs changed, nexthops unregistered.
-void changeLines(Report& report, Tables& full);
+void routingLines(Report& report, Tables& full);
+void fecLines(Report& report, Tables& full);
+void unregisteringLines(Report& report, Tables& full);
 // Bytes of nexthops and clients.
 void memoryLines(Report& report, Tables& full);
 // Thousands of VRFs.

@@ -64,7 +64,9 @@ void resolutionLines(Report& report, Tables& full) {
                          resolver.seconds / each,
                          22);
   report.allocationsAre("resolver identifiers, a nexthop", resolver.allocations, each);
+}
 
+void sliceLines(Report& report, Tables& full) {
   report.lineIs("longest slice while 1,000,000 nexthops wait");
   const Cost first = medianOf5([&full] {
     World world(full);

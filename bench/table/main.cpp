@@ -2,14 +2,15 @@
 //
 //   --check         exit code 1 when a target is missed
 //   --allocations   also what each operation allocates
-//   --only WORD     the groups whose name has this word
+//   --plot FOLDER   write plots of how cost grows, and nothing else
+//   --only WORD     only the groups whose name has this word in it
 
 #include <cstdio>
-#include <cstring>
 #include <optional>
 #include <string>
 
 #include "bench/table/Lines.h"
+#include "bench/table/Plot.h"
 
 namespace Routing::Bench {
 namespace {
@@ -18,6 +19,7 @@ struct Options {
   bool check = false;
   bool allocations = false;
   std::string only;
+  std::string plotFolder;
 };
 
 // Nothing when the arguments do not read.
@@ -31,9 +33,12 @@ std::optional<Options> parse(int argc, char** argv) {
       options.allocations = true;
     } else if (argument == "--only" && i + 1 < argc) {
       options.only = argv[++i];
+    } else if (argument == "--plot" && i + 1 < argc) {
+      options.plotFolder = argv[++i];
     } else {
       std::fprintf(stderr,
-                   "unknown argument: %s\nnexthop-bench [--check] [--allocations] [--only GROUP]\n",
+                   "unknown argument: %s\nnexthop-bench [--check] [--allocations] [--only WORD] "
+                   "[--plot FOLDER]\n",
                    argument.c_str());
       return std::nullopt;
     }
@@ -76,6 +81,10 @@ class Groups {
 };
 
 int run(const Options& options) {
+  if (!options.plotFolder.empty()) {
+    writePlots(options.plotFolder);
+    return 0;
+  }
   Unit unit;
   Report report(unit);
   Groups groups(options, report);
@@ -85,8 +94,15 @@ int run(const Options& options) {
   groups.run("vrf", vrfLines);
   groups.run("memory", memoryLines);
   groups.run("resolution", resolutionLines);
-  groups.run("route", routeLines);
-  groups.run("change", changeLines);
+  groups.run("slice", sliceLines);
+  groups.run("coveringRoute", coveringRouteLines);
+  groups.run("moreSpecificRoute", moreSpecificRouteLines);
+  groups.run("hostRoute", hostRouteLines);
+  groups.run("unrelatedRoute", unrelatedRouteLines);
+  groups.run("defaultRoute", defaultRouteLines);
+  groups.run("routing", routingLines);
+  groups.run("fec", fecLines);
+  groups.run("unregistering", unregisteringLines);
   groups.run("withdrawal", withdrawalLines);
   report.print();
   if (options.allocations) {
