@@ -32,7 +32,7 @@ std::strong_ordering operator<=>(const NexthopResolverClientNexthopKey& left,
     return std::strong_ordering::equal;
   }
   const std::strong_ordering names = left.clientName_ <=> right.clientName_;
-  return names != 0 ? names : left.nexthop_ <=> right.nexthop_;
+  return std::is_neq(names) ? names : left.nexthop_ <=> right.nexthop_;
 }
 
 String NexthopResolverClientNexthopKey::stringValue() const {

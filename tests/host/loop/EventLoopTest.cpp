@@ -55,15 +55,15 @@ class EventLoopTest : public testing::Test {
 TEST_F(EventLoopTest, ATurnIsDescriptorsThenJobsThenOneTaskThenHooks) {
   const Pipe pipe;
   const auto task = makeEntity<Task>(scheduler, TaskPriority::mostUrgent, "task");
-  const Work work(task, [&] { events.push_back("task"); });
-  loop.turnEndIs([&] { events.push_back("first hook"); });
-  loop.turnEndIs([&] { events.push_back("second hook"); });
+  const Work work(task, [&] { events.emplace_back("task"); });
+  loop.turnEndIs([&] { events.emplace_back("first hook"); });
+  loop.turnEndIs([&] { events.emplace_back("second hook"); });
   loop.fdIs(pipe.read.get(), EPOLLIN, [&](std::uint32_t) {
     pipe.take();
-    events.push_back("descriptor");
+    events.emplace_back("descriptor");
   });
   task->scheduleTask();
-  loop.post([&] { events.push_back("job"); });
+  loop.post([&] { events.emplace_back("job"); });
   pipe.put();
 
   loop.runTurn(true);
@@ -119,18 +119,18 @@ TEST_F(EventLoopTest, AHandlerRemovedInATurnIsNotCalledAnyMoreInIt) {
 
 TEST_F(EventLoopTest, ADescriptorsHandlerIsReplaced) {
   const Pipe pipe;
-  loop.fdIs(pipe.read.get(), EPOLLIN, [&](std::uint32_t) { events.push_back("old"); });
-  loop.fdIs(pipe.read.get(), EPOLLIN, [&](std::uint32_t) { events.push_back("new"); });
+  loop.fdIs(pipe.read.get(), EPOLLIN, [&](std::uint32_t) { events.emplace_back("old"); });
+  loop.fdIs(pipe.read.get(), EPOLLIN, [&](std::uint32_t) { events.emplace_back("new"); });
   pipe.put();
   loop.runTurn(true);
   EXPECT_EQ(events, (std::vector<std::string>{"new"}));
 }
 
 TEST_F(EventLoopTest, AJobPostedByAJobRunsOneTurnLater) {
-  loop.turnEndIs([&] { events.push_back("turn ends"); });
+  loop.turnEndIs([&] { events.emplace_back("turn ends"); });
   loop.post([&] {
-    events.push_back("outer");
-    loop.post([&] { events.push_back("inner"); });
+    events.emplace_back("outer");
+    loop.post([&] { events.emplace_back("inner"); });
   });
   loop.runTurn(true);
   loop.runTurn(true);
@@ -156,7 +156,7 @@ TEST_F(EventLoopTest, JobsOfOtherThreadsAllRunInTheirOrder) {
 }
 
 TEST_F(EventLoopTest, ASignalIsHandledInATurn) {
-  loop.signalIs(SIGUSR1, [&] { events.push_back("USR1"); });
+  loop.signalIs(SIGUSR1, [&] { events.emplace_back("USR1"); });
   loop.signalIs(SIGUSR2, [&] { loop.stop(); });
   ASSERT_EQ(::raise(SIGUSR1), 0);
   ASSERT_EQ(::raise(SIGUSR2), 0);

@@ -11,7 +11,7 @@ namespace Routing::Host {
 namespace {
 
 using namespace StoreFormat;
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 NexthopStatusEntry entryOf(const char* addr, const char* prefix) {
   NexthopStatusEntry entry;
