@@ -5,8 +5,6 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/entity/Hash.h"
-
 namespace Routing {
 
 namespace {
@@ -200,12 +198,6 @@ IpGenAddr::Bytes IpGenAddr::bytes() const noexcept {
     bytes[i] = static_cast<std::uint8_t>(words_[i / 4] >> (24U - 8U * (i % 4)));
   }
   return bytes;
-}
-
-std::uint32_t IpGenAddr::hash(std::uint32_t seed) const noexcept {
-  const std::uint64_t high = std::uint64_t{words_[0]} << 32U | words_[1];
-  const std::uint64_t low = std::uint64_t{words_[2]} << 32U | words_[3];
-  return HashState(seed).mix(high).mix(low ^ static_cast<std::uint64_t>(family_)).result();
 }
 
 String IpGenAddr::stringValue() const {

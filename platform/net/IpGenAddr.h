@@ -20,6 +20,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/entity/Hash.h"
+
 namespace Routing {
 
 using String = std::string;
@@ -66,7 +68,12 @@ class IpGenAddr {
 
   // True unless unset.
   constexpr explicit operator bool() const noexcept { return *this != IpGenAddr{}; }
-  friend constexpr bool operator==(const IpGenAddr&, const IpGenAddr&) noexcept = default;
+  // Word by word: the default would call memcmp, and collections compare keys all the time.
+  friend constexpr bool operator==(const IpGenAddr& left, const IpGenAddr& right) noexcept {
+    return ((left.words_[0] ^ right.words_[0]) | (left.words_[1] ^ right.words_[1]) |
+            (left.words_[2] ^ right.words_[2]) | (left.words_[3] ^ right.words_[3]) |
+            (left.lastWord() ^ right.lastWord())) == 0;
+  }
   friend constexpr std::strong_ordering operator<=>(const IpGenAddr& left,
                                                     const IpGenAddr& right) noexcept {
     if (left.family_ != right.family_) {
@@ -75,13 +82,22 @@ class IpGenAddr {
     return left.words_ <=> right.words_;
   }
 
-  std::uint32_t hash(std::uint32_t seed) const noexcept;
+  std::uint32_t hash(std::uint32_t seed) const noexcept {
+    const std::uint64_t high = std::uint64_t{words_[0]} << 32U | words_[1];
+    const std::uint64_t low = std::uint64_t{words_[2]} << 32U | words_[3];
+    return HashState(seed).mix(high).mix(low ^ static_cast<std::uint64_t>(family_)).result();
+  }
   String stringValue() const;
 
  private:
   friend class IpGenPrefix;
   constexpr IpGenAddr(AddressFamily family, const Words& words) noexcept
       : words_(words), family_(family) {}
+  // What follows the address words, as one.
+  constexpr std::uint32_t lastWord() const noexcept {
+    return static_cast<std::uint32_t>(family_) | std::uint32_t{unused_[0]} << 8U |
+           std::uint32_t{unused_[1]} << 16U | std::uint32_t{unused_[2]} << 24U;
+  }
 
   Words words_{};
   AddressFamily family_ = AddressFamily::unset;

@@ -132,7 +132,12 @@ class Ip6Prefix {
   // The prefix itself; the empty prefix unless this is a prefix.
   IpGenPrefix genPrefix() const;
 
-  friend constexpr bool operator==(const Ip6Prefix&, const Ip6Prefix&) noexcept = default;
+  // Word by word: the default would call memcmp.
+  friend constexpr bool operator==(const Ip6Prefix& left, const Ip6Prefix& right) noexcept {
+    return ((left.words_[0] ^ right.words_[0]) | (left.words_[1] ^ right.words_[1]) |
+            (left.words_[2] ^ right.words_[2]) | (left.words_[3] ^ right.words_[3])) == 0 &&
+           left.length_ == right.length_ && left.family_ == right.family_;
+  }
   std::uint32_t hash(std::uint32_t seed) const noexcept;
   String stringValue() const { return genPrefix().stringValue(); }
 
