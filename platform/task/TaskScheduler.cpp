@@ -1,5 +1,7 @@
 #include "platform/task/TaskScheduler.h"
 
+#include <algorithm>
+
 #include "platform/entity/Assert.h"
 #include "platform/entity/Exceptions.h"
 #include "platform/entity/TypeData.h"
@@ -20,6 +22,7 @@ TaskScheduler::~TaskScheduler() {
 void TaskScheduler::timeBudgetIs(Nanoseconds budget) noexcept {
   budgetIsTime_ = true;
   timeBudget_ = budget;
+  nextReading_ = 0;
 }
 
 void TaskScheduler::workBudgetIs(std::uint64_t budget) noexcept {
@@ -28,11 +31,30 @@ void TaskScheduler::workBudgetIs(std::uint64_t budget) noexcept {
 }
 
 bool TaskScheduler::shouldYield() noexcept {
-  if (budgetIsTime_) {
-    return clock_->now() - runStart_ >= timeBudget_;
-  }
   ++questions_;
+  if (budgetIsTime_) {
+    return questions_ >= nextReading_ && timeIsUp();
+  }
   return workBudget_ != 0 && questions_ >= workBudget_;
+}
+
+// Reading the clock costs as much as a good part of what small pieces of work take. How many
+// questions may pass without is told by the pace of this run, once there is one.
+bool TaskScheduler::timeIsUp() noexcept {
+  constexpr std::uint64_t mostSkipped = 32;
+  constexpr std::uint64_t questionsOfAPace = 8;
+  constexpr std::int64_t shareOfBudget = 64;
+  const Nanoseconds elapsed = clock_->now() - runStart_;
+  if (elapsed >= timeBudget_) {
+    return true;
+  }
+  const Nanoseconds piece = elapsed / questions_;
+  std::uint64_t skipped = std::min(mostSkipped, questions_ / questionsOfAPace);
+  while (skipped > 0 && piece * skipped > timeBudget_ / shareOfBudget) {
+    skipped /= 2;
+  }
+  nextReading_ = questions_ + 1 + skipped;
+  return false;
 }
 
 bool TaskScheduler::runTurn() {
@@ -53,6 +75,7 @@ bool TaskScheduler::runTask() {
   dequeue(*task);
   running_ = next;
   questions_ = 0;
+  nextReading_ = 0;
   runStart_ = clock_->now();
   task->run();
   running_ = nullptr;
