@@ -8,7 +8,8 @@
 //   DenseTable<Member, KeyOf>  members that carry their key; KeyOf::key(member) returns it
 //
 // Layout: one block holding the array of members, a bitmap of the places in use, and an index of
-// 32-bit slots, each a place and as many bits of the member's hash as fit beside it.
+// 32-bit slots, each a place and as many bits of the member's hash as fit beside it. A table of a
+// few members has no index: it is searched from end to end.
 //
 // Order: a member removed and inserted again goes to the end; a replaced one keeps its place.
 //
@@ -36,63 +37,22 @@
 #include <type_traits>
 #include <utility>
 
-#include "platform/entity/Assert.h"
+#include "platform/entity/DenseCursor.h"
 #include "platform/entity/Hash.h"
+#include "platform/entity/Prefetch.h"
 
 namespace Routing {
 
 template <class Member, class KeyOf>
 class DenseTable {
+  friend class DenseCursor<Member, KeyOf>;
   static_assert(std::is_nothrow_move_constructible_v<Member>);
   static_assert(std::is_nothrow_move_assignable_v<Member>);
 
  public:
   using Key = std::remove_cvref_t<decltype(KeyOf::key(std::declval<const Member&>()))>;
 
-  // A place in a walk. Opened by cursor() and cursorAt(), closed by its destructor.
-  class Cursor {
-   public:
-    Cursor(const Cursor&) = delete;
-    Cursor& operator=(const Cursor&) = delete;
-    ~Cursor() {
-      if (table_ != nullptr) {
-        table_->closeCursor(*this);
-      }
-    }
-
-    // True when the walk is over, or the table is gone.
-    bool atEnd() const noexcept { return table_ == nullptr || place_ >= table_->end_; }
-    // Moves to the next member; no effect when the table is gone. Requires: not at its end.
-    void next() noexcept {
-      if (table_ == nullptr) {
-        return;
-      }
-      ROUTING_ASSERT(!atEnd() && "a walk goes no further than its end");
-      place_ = table_->usedPlace(place_ + 1);
-    }
-    // The member under the cursor. Requires: it has not been removed.
-    const Member& member() const noexcept {
-      ROUTING_ASSERT(!atEnd() && table_->used(place_) && "the cursor stands on a member");
-      return table_->members()[place_];
-    }
-    decltype(auto) key() const noexcept { return KeyOf::key(member()); }
-
-   private:
-    friend class DenseTable;
-    // Out of line: g++ takes the list of cursors for a pointer left dangling otherwise.
-    [[gnu::noinline]] Cursor(const DenseTable& table, std::uint32_t place) noexcept
-        : table_(&table), place_(place), next_(table.cursors_) {
-      if (next_ != nullptr) {
-        next_->previous_ = this;
-      }
-      table.cursors_ = this;
-    }
-
-    const DenseTable* table_;
-    std::uint32_t place_;
-    Cursor* previous_ = nullptr;
-    Cursor* next_;
-  };
+  using Cursor = DenseCursor<Member, KeyOf>;
 
   DenseTable() noexcept = default;
   DenseTable(const DenseTable&) = delete;
@@ -116,17 +76,25 @@ class DenseTable {
   bool has(const Key& key) const noexcept { return find(key) != nullptr; }
   // The member of that key, or null.
   const Member* find(const Key& key) const noexcept {
-    const std::uint32_t slot = findSlot(key, hashOf(key));
-    return slot == noSlot ? nullptr : members() + placeOf(slots()[slot]);
+    const std::uint32_t slot = findSlot(key, hashIfIndexed(key));
+    return slot == noSlot ? nullptr : members() + placeAt(slot);
   }
   // The same, to change what is not the key.
   Member* find(const Key& key) noexcept {
     return const_cast<Member*>(std::as_const(*this).find(key));  // NOLINT(*-const-cast): own member
   }
+  // Hints that the key will be looked up: Far, some time before, fetches its slot, Near, shortly
+  // before, its member.
+  void prefetchFar(const Key& key) const noexcept {
+    prefetch(slots() + (hashIfIndexed(key) & slotMask_));
+  }
+  void prefetchNear(const Key& key) const noexcept {
+    prefetch(members() + (indexed() ? placeOf(slots()[hashOf(key) & slotMask_]) : 0));
+  }
 
   // Inserts the member unless its key is there. True when inserted.
   bool insert(Member member) {
-    const std::uint32_t hash = hashOf(KeyOf::key(member));
+    const std::uint32_t hash = hashIfIndexed(KeyOf::key(member));
     if (findSlot(KeyOf::key(member), hash) != noSlot) {
       return false;
     }
@@ -135,20 +103,25 @@ class DenseTable {
   }
   // Inserts the member, or replaces the one of its key in its place. True when inserted.
   bool put(Member member) { return swapIn(member); }
-  // The same; a member that was replaced is left in the argument.
+  // The same; a replaced member that has a destructor is left in the argument.
   bool swapIn(Member& member) {
-    const std::uint32_t hash = hashOf(KeyOf::key(member));
+    const std::uint32_t hash = hashIfIndexed(KeyOf::key(member));
     const std::uint32_t slot = findSlot(KeyOf::key(member), hash);
     if (slot == noSlot) {
       append(std::move(member), hash);
       return true;
     }
-    std::swap(members()[placeOf(slots()[slot])], member);
+    Member& replaced = members()[placeAt(slot)];
+    if constexpr (std::is_trivially_destructible_v<Member>) {
+      replaced = std::move(member);
+    } else {
+      std::swap(replaced, member);
+    }
     return false;
   }
   // Removes and returns the member of that key.
   std::optional<Member> remove(const Key& key) {
-    const std::uint32_t slot = findSlot(key, hashOf(key));
+    const std::uint32_t slot = findSlot(key, hashIfIndexed(key));
     if (slot == noSlot) {
       return std::nullopt;
     }
@@ -166,7 +139,7 @@ class DenseTable {
     const std::uint32_t end = end_;
     for (Cursor walk = cursor(); !walk.atEnd() && walk.place_ < end; walk.next()) {
       const Key& key = walk.key();
-      static_cast<void>(take(findSlot(key, hashOf(key))));
+      static_cast<void>(take(findSlot(key, hashIfIndexed(key))));
     }
   }
   // Makes room for that many members without a further allocation, as long as none is removed.
@@ -181,20 +154,21 @@ class DenseTable {
   Cursor cursor() const noexcept { return Cursor(*this, usedPlace(0)); }
   // A walk from the member of that key; from the first when there is none.
   Cursor cursorAt(const Key& key) const noexcept {
-    const std::uint32_t slot = findSlot(key, hashOf(key));
-    return Cursor(*this, slot == noSlot ? usedPlace(0) : placeOf(slots()[slot]));
+    const std::uint32_t slot = findSlot(key, hashIfIndexed(key));
+    return Cursor(*this, slot == noSlot ? usedPlace(0) : placeAt(slot));
   }
 
  private:
   static constexpr std::uint32_t noSlot = std::numeric_limits<std::uint32_t>::max();
-  static constexpr std::uint32_t leastCapacity = 4;
+  static constexpr std::uint32_t leastCapacity = 2;
+  static constexpr std::uint32_t mostUnindexed = 8;
   static constexpr std::uint32_t mostCapacity = 1U << 30U;
   static constexpr std::uint32_t bitsPerWord = 64;
 
   // Where the parts of a block of that capacity stand.
   struct Layout {
     explicit Layout(std::uint32_t capacity) noexcept
-        : slotCount(std::bit_ceil(capacity + capacity / 3 + 1)),
+        : slotCount(capacity <= mostUnindexed ? 0 : std::bit_ceil(capacity + capacity / 3 + 1)),
           bitmapAt(roundUp(sizeof(Member) * capacity)),
           slotsAt(bitmapAt + sizeof(std::uint64_t) * ((capacity + bitsPerWord - 1) / bitsPerWord)),
           bytes(slotsAt + sizeof(std::uint32_t) * slotCount) {}
@@ -234,15 +208,21 @@ class DenseTable {
     return word * bitsPerWord + static_cast<std::uint32_t>(std::countr_zero(bits));
   }
 
+  bool indexed() const noexcept { return slotMask_ != 0; }
+  std::uint32_t hashIfIndexed(const Key& key) const noexcept { return indexed() ? hashOf(key) : 0; }
   // A slot is 0 (empty), placeMask_ (deleted), or place + 1 in the low bits with the hash's own
   // high bits above them.
   std::uint32_t placeOf(std::uint32_t slot) const noexcept { return (slot & placeMask_) - 1; }
   std::uint32_t slotFor(std::uint32_t place, std::uint32_t hash) const noexcept {
     return (place + 1) | (hash & ~placeMask_);
   }
+  // The place that the slot names; without an index a member's place is its slot.
+  std::uint32_t placeAt(std::uint32_t slot) const noexcept {
+    return indexed() ? placeOf(slots()[slot]) : slot;
+  }
   std::uint32_t findSlot(const Key& key, std::uint32_t hash) const noexcept {
-    if (size_ == 0) {
-      return noSlot;
+    if (!indexed()) {
+      return findUnindexed(key);
     }
     for (std::uint32_t at = hash & slotMask_;; at = (at + 1) & slotMask_) {
       const std::uint32_t slot = slots()[at];
@@ -254,6 +234,13 @@ class DenseTable {
         return at;
       }
     }
+  }
+  std::uint32_t findUnindexed(const Key& key) const noexcept {
+    std::uint32_t place = usedPlace(0);
+    while (place < end_ && !(KeyOf::key(members()[place]) == key)) {
+      place = usedPlace(place + 1);
+    }
+    return place < end_ ? place : noSlot;
   }
   // Requires: the key is not there and a slot is free.
   void enterSlot(std::uint32_t place, std::uint32_t hash) noexcept {
@@ -272,18 +259,24 @@ class DenseTable {
   }
 
   void append(Member member, std::uint32_t hash) {
-    makeRoom();
+    if (makeRoom() && indexed()) {
+      hash = hashOf(KeyOf::key(member));
+    }
     const std::uint32_t place = end_;
     std::construct_at(members() + place, std::move(member));
     bitmap()[place / bitsPerWord] |= std::uint64_t{1} << (place % bitsPerWord);
-    enterSlot(place, hash);
+    if (indexed()) {
+      enterSlot(place, hash);
+    }
     ++end_;
     ++size_;
   }
   // Takes the member of the slot out; it leaves a hole.
   Member take(std::uint32_t slot) noexcept {
-    const std::uint32_t place = placeOf(slots()[slot]);
-    leaveSlot(slot);
+    const std::uint32_t place = placeAt(slot);
+    if (indexed()) {
+      leaveSlot(slot);
+    }
     bitmap()[place / bitsPerWord] &= ~(std::uint64_t{1} << (place % bitsPerWord));
     --size_;
     Member taken(std::move(members()[place]));
@@ -291,17 +284,18 @@ class DenseTable {
     return taken;
   }
 
-  // Holes that outnumber the members while no cursor is open have been closed up already.
-  void makeRoom() {
+  // True when there is another block now. Holes that outnumber the members while no cursor is open
+  // have been closed up already.
+  bool makeRoom() {
+    if (end_ == capacity_) {
+      rebuild(checkedCapacity(std::size_t{capacity_} + capacity_ / 2 + 1));
+      return true;
+    }
     const std::uint32_t slotCount = slotMask_ + 1;
-    if (end_ < capacity_ && usedSlots_ < slotCount - slotCount / 8) {
-      return;
-    }
-    if (end_ < capacity_) {
+    if (indexed() && usedSlots_ >= slotCount - slotCount / 8) {
       reindex();
-      return;
     }
-    rebuild(checkedCapacity(std::size_t{capacity_} + capacity_ / 2 + 1));
+    return false;
   }
   static std::uint32_t checkedCapacity(std::size_t members) {
     if (members > mostCapacity) {
@@ -365,6 +359,9 @@ class DenseTable {
     return true;
   }
   void reindex() noexcept {
+    if (!indexed()) {
+      return;
+    }
     std::fill_n(slots(), std::size_t{slotMask_} + 1, 0U);
     usedSlots_ = 0;
     for (std::uint32_t place = usedPlace(0); place < end_; place = usedPlace(place + 1)) {
@@ -373,10 +370,11 @@ class DenseTable {
   }
   void moveMember(DenseTable& target, std::uint32_t from, std::uint32_t to) noexcept {
     Member& member = members()[from];
-    const std::uint32_t hash = hashOf(KeyOf::key(member));
+    if (target.indexed()) {
+      target.enterSlot(to, hashOf(KeyOf::key(member)));
+    }
     std::construct_at(target.members() + to, std::move(member));
     target.bitmap()[to / bitsPerWord] |= std::uint64_t{1} << (to % bitsPerWord);
-    target.enterSlot(to, hash);
     target.end_ = to + 1;
     ++target.size_;
     std::destroy_at(&member);
@@ -397,7 +395,7 @@ class DenseTable {
     std::fill_n(bitmap_, (capacity + bitsPerWord - 1) / bitsPerWord, 0U);
     std::fill_n(slots_, layout.slotCount, 0U);
     capacity_ = capacity;
-    slotMask_ = layout.slotCount - 1;
+    slotMask_ = layout.slotCount == 0 ? 0 : layout.slotCount - 1;
     placeMask_ = std::bit_ceil(capacity + 2) - 1;
   }
   // Requires: no cursor is open.
@@ -448,7 +446,7 @@ class DenseTable {
   std::uint32_t end_ = 0;        // places used so far, holes included
   std::uint32_t size_ = 0;       // members
   std::uint32_t usedSlots_ = 0;  // slots that are not empty, deleted ones included
-  std::uint32_t slotMask_ = 0;   // number of slots - 1
+  std::uint32_t slotMask_ = 0;   // number of slots - 1; 0 without an index
   std::uint32_t placeMask_ = 0;  // the bits of a slot that hold a place
 };
 

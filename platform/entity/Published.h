@@ -41,6 +41,8 @@ class PublishedTable {
   Cursor cursorAt(const Key& key) const noexcept { return table_.cursorAt(key); }
   std::size_t memory() const noexcept { return table_.memory(); }
   void reserve(std::size_t members) { table_.reserve(members); }
+  void prefetchFar(const Key& key) const noexcept { table_.prefetchFar(key); }
+  void prefetchNear(const Key& key) const noexcept { table_.prefetchNear(key); }
 
   // True when the key was absent.
   bool put(Member member) {
