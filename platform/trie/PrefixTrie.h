@@ -37,6 +37,7 @@
 #include <memory>
 #include <type_traits>
 
+#include "platform/entity/Prefetch.h"
 #include "platform/net/IpGenPrefix.h"
 #include "platform/trie/DenseTop.h"
 #include "platform/trie/TrieArena.h"
@@ -95,6 +96,18 @@ class PrefixTrie {
   IpGenPrefix longestMatch(const IpGenPrefix& prefix) const noexcept;
   // True when a prefix of the trie is strictly longer than the argument and inside it.
   bool longerPresent(const IpGenPrefix& prefix) const noexcept;
+  // Hints that the trie will be asked for the prefix: Far, some time before, fetches the beginning
+  // of the way there, Near, shortly before, the next step.
+  void prefetchFar(const IpGenPrefix& prefix) const noexcept {
+    if (top_) {
+      prefetch(&top_->ref(Key::of(prefix.words())));
+    }
+  }
+  void prefetchNear(const IpGenPrefix& prefix) const noexcept {
+    if (top_) {
+      prefetchRef(top_->ref(Key::of(prefix.words())));
+    }
+  }
   // Visits the prefixes of the trie inside the argument, itself included: by address, and of those
   // with the same address the shorter first, so that a parent comes before what is inside it. The
   // visitor may ask this trie anything, may walk it again and may change other tries.
@@ -150,6 +163,13 @@ class PrefixTrie {
   }
   Node& nodeOf(TrieRef ref) noexcept { return arena_->nodes[ref.index()]; }
   const Node& nodeOf(TrieRef ref) const noexcept { return arena_->nodes[ref.index()]; }
+  void prefetchRef(TrieRef ref) const noexcept {
+    if (ref.isNode()) {
+      prefetch(&nodeOf(ref));
+    } else if (ref) {
+      prefetch(&arena_->leaves[ref.index()]);
+    }
+  }
   Stored leafOf(TrieRef ref) const noexcept {
     return arena_->leaves[ref.index()].prefix(ref.isHost());
   }

@@ -91,6 +91,14 @@ void TrieGen::preOrderWalk(const IpGenPrefix& prefix,
   });
 }
 
+void TrieGen::prefetchFar(const IpGenPrefix& prefix) const noexcept {
+  withTrie(*this, [&prefix](const auto& trie) { trie.prefetchFar(prefix); });
+}
+
+void TrieGen::prefetchNear(const IpGenPrefix& prefix) const noexcept {
+  withTrie(*this, [&prefix](const auto& trie) { trie.prefetchNear(prefix); });
+}
+
 const TypeData& TrieGen::typeData() const {
   static constexpr std::array attributes{attribute<&TrieGen::name>("name"),
                                          attribute<&TrieGen::addressFamily>("addressFamily"),

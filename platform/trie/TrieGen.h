@@ -82,6 +82,10 @@ class TrieGen : public Entity, public Publisher {
   // Requires: a callback. Throws: what the callback throws; the walk ends there.
   void preOrderWalk(const IpGenPrefix& prefix, const Ptr<TrieGenWalkCallback>& callback) const;
 
+  // Hints that the trie will be asked for the prefix: Far some time before, Near shortly before.
+  void prefetchFar(const IpGenPrefix& prefix) const noexcept;
+  void prefetchNear(const IpGenPrefix& prefix) const noexcept;
+
   const TypeData& typeData() const override;
 
  private:
