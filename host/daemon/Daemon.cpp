@@ -126,6 +126,9 @@ Daemon::Daemon(const DaemonOptions& options)
                                              serviceOptions(options),
                                              serviceHooks());
   service_->restore();
+  if (!options.recordFile.empty()) {
+    recorder_ = std::make_unique<Recorder>(options.recordFile, vrfs_, loop_.scheduler()->clock());
+  }
   KernelRoutes::Options kernelOptions;
   kernelOptions.receiveBuffer = options.receiveBuffer;
   kernel_ = std::make_unique<KernelRoutes>(loop_, vrfs_, fecIds_, kernelOptions);
@@ -137,6 +140,7 @@ Daemon::Daemon(const DaemonOptions& options)
 // Whoever may touch the records goes before them.
 Daemon::~Daemon() {
   kernel_.reset();
+  recorder_.reset();
   service_.reset();
 }
 
@@ -258,6 +262,9 @@ void Daemon::turnEnd() {
     store_->commit();
   }
   service_->flush();
+  if (recorder_) {
+    recorder_->turnEnd();
+  }
 }
 
 void Daemon::housekeeping(FieldId field, const void* /*key*/) {

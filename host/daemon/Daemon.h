@@ -27,6 +27,7 @@
 #include "host/feed/FecIdSource.h"
 #include "host/kernel/KernelRoutes.h"
 #include "host/loop/EventLoop.h"
+#include "host/record/Recorder.h"
 #include "host/service/ClientService.h"
 #include "host/store/StateStore.h"
 #include "host/vrf/Vrfs.h"
@@ -70,6 +71,8 @@ class Daemon {
   Vrfs vrfs_;
   FecIdSource fecIds_;
   std::unique_ptr<ClientService> service_;
+  // Null without --record.
+  std::unique_ptr<Recorder> recorder_;
   std::unique_ptr<KernelRoutes> kernel_;
   bool announced_ = false;
 

@@ -66,6 +66,9 @@ void describe(CLI::App& app, DaemonOptions& options, std::vector<std::string>& v
          "forget everything at the end")
       ->excludes(store);
 
+  app.add_option("--record", options.recordFile, "write what the library is given as a replay file")
+      ->type_name("FILE");
+
   app.add_option("--log-level", options.logLevel, "error, warning, notice, info or debug")
       ->transform(
           CLI::CheckedTransformer(std::map<std::string, LogLevel>{{"error", LogLevel::error},

@@ -33,6 +33,9 @@ struct DaemonOptions {
   // Empty: no store.
   std::string storeDirectory;
 
+  // Empty: nothing is recorded.
+  std::string recordFile;
+
   LogLevel logLevel = LogLevel::info;
   // How much faster timers run than real time: a test does not wait 300 seconds for a clean-up.
   unsigned clockRate = 1;

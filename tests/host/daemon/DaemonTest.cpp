@@ -3,11 +3,24 @@
 #include <sys/wait.h>
 
 #include <csignal>
+#include <cstdio>
 
 #include "tests/host/daemon/DaemonProcess.h"
 
 namespace Routing::Host::Testing {
 namespace {
+
+// What a shell command prints.
+std::string outputOf(const std::string& command) {
+  std::string output;
+  std::FILE* const pipe = ::popen(command.c_str(), "re");
+  EXPECT_NE(pipe, nullptr);
+  for (int byte = 0; pipe != nullptr && (byte = std::fgetc(pipe)) != EOF;) {
+    output.push_back(static_cast<char>(byte));
+  }
+  EXPECT_EQ(pipe == nullptr ? -1 : ::pclose(pipe), 0) << command;
+  return output;
+}
 
 using Lines = std::map<std::string, std::string>;
 
@@ -36,6 +49,25 @@ TEST_F(DaemonTest, TrackedNexthopsFollowTheKernelsRoutes) {
                    {"10.1.2.3", "resolved 10.1.0.0/16"},
                    {"2001:db8::1", "failed no-route"}};
   EXPECT_EQ(awaitLines("bgp", last), last);
+}
+
+TEST_F(DaemonTest, WhatItRecordsPlaysBackToTheSameStatus) {
+  net_.link("eth0", "192.0.2.1/24");
+  net_.ip("route add 10.0.0.0/8 via 192.0.2.9");
+  start({"--record", directory_ + "/record.replay"});
+  registerAll("bgp", Proto::IDENTIFIER_KIND_RESOLVER, {"10.1.2.3", "172.16.0.1"});
+  const Lines lines{{"10.1.2.3", "resolved 10.0.0.0/8"}, {"172.16.0.1", "failed no-route"}};
+  ASSERT_EQ(awaitLines("bgp", lines), lines);
+  const std::string identifier = std::to_string(snapshot("bgp").at("10.1.2.3").identifier);
+  end(SIGTERM);
+
+  const std::string command =
+      "echo show status | " NEXTHOP_REPLAY " " + directory_ + "/record.replay -";
+  EXPECT_EQ(outputOf(command),
+            "status bgp default 10.1.2.3 resolved fecId=" + identifier +
+                " prefix=10.0.0.0/8 metric=0 preference=1 routeType=3 route6Type=0\n"
+                "status bgp default 172.16.0.1 failed fecId=0 prefix=- metric=0 preference=1 "
+                "routeType=0 route6Type=0\n");
 }
 
 TEST_F(DaemonTest, ASignalEndsItWithZero) {
