@@ -1,0 +1,223 @@
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <set>
+
+#include "host/ctl/Commands.h"
+#include "host/ctl/Table.h"
+#include "host/ctl/Words.h"
+
+namespace Routing::Host {
+
+namespace {
+
+// What a stream of nexthops prints: the snapshot as one table, then each change as a row of it.
+class NexthopPrinter {
+ public:
+  explicit NexthopPrinter(bool json) : json_(json) {}
+
+  void message(const Proto::WatchResponse& message) {
+    if (message.snapshot_begin()) {
+      complete_ = false;
+      begins_ += 1;
+    }
+    for (const Proto::NexthopStatus& status : message.nexthops()) {
+      nexthop(message, status);
+    }
+    if (message.snapshot_end()) {
+      complete_ = true;
+      snapshotEnd();
+    } else if (complete_) {
+      flush();
+    }
+    lost(message.writes_lost());
+  }
+  bool complete() const noexcept { return complete_; }
+  void flush() {
+    if (!json_) {
+      table_.print();
+    }
+  }
+
+ private:
+  void nexthop(const Proto::WatchResponse& message, const Proto::NexthopStatus& status) {
+    if (json_) {
+      JsonObject object;
+      object.text("client", message.client())
+          .text("vrf", message.vrf())
+          .text("kind", kindWord(message.kind()));
+      statusTo(object, status).boolean("snapshot", !complete_).print();
+      return;
+    }
+    const bool hasRoute = !status.prefix().empty();
+    table_.add({timeWord(status.changed_at()),
+                message.client(),
+                message.vrf(),
+                addressWord(status.address()),
+                stateWord(status.state()) + (status.stale() ? " (stale)" : ""),
+                reasonWord(status.reason()),
+                prefixWord(status.prefix(), status.prefix_length()),
+                hasRoute ? typeWord(status.route_type()) : "",
+                hasRoute ? fmt::format("{}", status.metric()) : "",
+                status.identifier() == 0
+                    ? ""
+                    : fmt::format("{} {}", kindWord(message.kind()), status.identifier())});
+  }
+
+  // A second snapshot replaces what was told before: a reader that was too slow is told so.
+  void snapshotEnd() {
+    flush();
+    if (begins_ > 1) {
+      std::fputs("nexthopctl: changes came too fast; the rows above are everything there is\n",
+                 stderr);
+    }
+  }
+  void lost(std::uint64_t lost) {
+    if (lost > lost_) {
+      fmt::print(stderr, "nexthopctl: {} writes were not told of\n", lost - lost_);
+      lost_ = lost;
+    }
+  }
+
+  bool json_;
+  bool complete_ = false;
+  unsigned begins_ = 0;
+  std::uint64_t lost_ = 0;
+  Table table_{{"CHANGED",
+                "CLIENT",
+                "VRF",
+                "ADDRESS",
+                "STATE",
+                "REASON",
+                "PREFIX",
+                "TYPE",
+                "METRIC",
+                "IDENTIFIER"}};
+};
+
+// Reads until the daemon ends the stream.
+void follow(Connection& connection, const Proto::WatchRequest& request, bool json) {
+  grpc::ClientContext context;
+  const auto reader = connection.stub().Watch(&context, request);
+  NexthopPrinter printer(json);
+  Proto::WatchResponse message;
+  while (reader->Read(&message)) {
+    printer.message(message);
+  }
+  connection.check(reader->Finish());
+}
+
+// Reads until each of the addresses has been told of and is not waiting for its first look.
+void followOnce(Connection& connection,
+                const Proto::WatchRequest& request,
+                std::set<std::string> waiting,
+                bool json) {
+  grpc::ClientContext context;
+  const auto reader = connection.stub().Watch(&context, request);
+  NexthopPrinter printer(json);
+  Proto::WatchResponse message;
+  while (!(waiting.empty() && printer.complete())) {
+    if (!reader->Read(&message)) {
+      connection.check(reader->Finish());
+      throw CtlError(CtlExit::noDaemon, "the daemon ended the stream");
+    }
+    printer.message(message);
+    for (const Proto::NexthopStatus& status : message.nexthops()) {
+      if (status.reason() != Proto::REASON_PENDING) {
+        waiting.erase(status.address());
+      }
+    }
+  }
+  context.TryCancel();
+  while (reader->Read(&message)) {
+  }
+  // Cancelled by us: nothing is wrong with that.
+  static_cast<void>(reader->Finish());
+}
+
+Proto::WatchRequest observation(const CtlOptions& options) {
+  Proto::WatchRequest request;
+  request.set_client(options.client);
+  request.set_vrf(options.vrf);
+  request.set_observe(true);
+  return request;
+}
+
+}  // namespace
+
+CtlExit watch(Connection& connection, const CtlOptions& options) {
+  Proto::WatchRequest request = observation(options);
+  request.set_every_write(options.everyWrite);
+  follow(connection, request, options.json);
+  return CtlExit::good;
+}
+
+CtlExit showNexthops(Connection& connection, const CtlOptions& options) {
+  Proto::WatchRequest request = observation(options);
+  request.set_snapshot_only(true);
+  follow(connection, request, options.json);
+  return CtlExit::good;
+}
+
+CtlExit registerNexthops(Connection& connection, const CtlOptions& options) {
+  Proto::RegisterRequest request;
+  request.set_client(options.client);
+  request.set_vrf(options.vrf);
+  request.set_kind(options.resolverIdentifiers ? Proto::IDENTIFIER_KIND_RESOLVER
+                                               : Proto::IDENTIFIER_KIND_FIB);
+  *request.mutable_policy() = policyOf(options);
+  std::set<std::string> waiting;
+  for (const std::string& address : options.addresses) {
+    request.add_addresses(addressBytes(address));
+    waiting.insert(request.addresses().rbegin()[0]);
+  }
+  connection.call<Proto::RegisterResponse>(&Connection::Stub::Register, request);
+  Proto::WatchRequest own;
+  own.set_client(options.client);
+  own.set_vrf(options.vrf.empty() ? "default" : options.vrf);
+  if (options.once) {
+    followOnce(connection, own, std::move(waiting), options.json);
+  } else {
+    follow(connection, own, options.json);
+  }
+  return CtlExit::good;
+}
+
+CtlExit trace(Connection& connection, const CtlOptions& options) {
+  Proto::TraceRequest request;
+  request.set_levels(options.levels);
+  for (const std::string& facility : options.facilities) {
+    request.add_facilities(facility);
+  }
+  grpc::ClientContext context;
+  const auto reader = connection.stub().Trace(&context, request);
+  Proto::TraceResponse message;
+  std::uint64_t lost = 0;
+  while (reader->Read(&message)) {
+    for (const Proto::TraceLine& line : message.lines()) {
+      if (options.json) {
+        JsonObject()
+            .text("at", timeWord(line.at()))
+            .number("level", line.level())
+            .text("facility", line.facility())
+            .text("message", line.text())
+            .print();
+      } else {
+        fmt::print("{} {} {}: {}\n",
+                   timeWord(line.at()),
+                   line.level(),
+                   line.facility(),
+                   line.text());
+      }
+    }
+    if (message.lost() > lost) {
+      fmt::print(stderr, "nexthopctl: {} lines were lost\n", message.lost() - lost);
+      lost = message.lost();
+    }
+    std::fflush(stdout);
+  }
+  connection.check(reader->Finish());
+  return CtlExit::good;
+}
+
+}  // namespace Routing::Host
