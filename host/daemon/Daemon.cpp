@@ -134,11 +134,16 @@ Daemon::Daemon(const DaemonOptions& options)
   kernel_ = std::make_unique<KernelRoutes>(loop_, vrfs_, fecIds_, kernelOptions);
   kernel_->vrfReadyIs([this](Vrf& vrf) { vrfs_.managerStart(vrf); });
   kernel_->syncedIs([this] { kernelIsSynced(); });
+  if (!options.metricsAddress.empty()) {
+    metricsStart(options.metricsAddress);
+  }
   loop_.turnEndIs([this] { turnEnd(); });
 }
 
 // Whoever may touch the records goes before them.
 Daemon::~Daemon() {
+  metricsServer_.reset();
+  metrics_.reset();
   kernel_.reset();
   recorder_.reset();
   service_.reset();
@@ -243,6 +248,14 @@ void Daemon::countersTo(std::map<std::string, std::uint64_t>& counters) const {
   }
 }
 
+void Daemon::metricsStart(const std::string& address) {
+  metrics_ = std::make_unique<DaemonMetrics>(
+      DaemonMetrics::Parts{loop_, vrfs_, *kernel_, *service_, store_.get(), NEXTHOP_VERSION});
+  metricsServer_ =
+      std::make_unique<MetricsServer>(loop_, address, [this] { return metrics_->text(); });
+  log(LogLevel::info, "figures at port " + std::to_string(metricsServer_->port()));
+}
+
 void Daemon::kernelIsSynced() {
   service_->syncedChanged();
   if (!std::exchange(announced_, true)) {
@@ -264,6 +277,13 @@ void Daemon::turnEnd() {
   service_->flush();
   if (recorder_) {
     recorder_->turnEnd();
+  }
+  if (metrics_) {
+    const EventLoop::TurnTimes& times = loop_.turnTimes();
+    metrics_->turnEnd({times.began,
+                       times.sliceBegan,
+                       times.sliceEnded,
+                       std::chrono::steady_clock::now().time_since_epoch()});
   }
 }
 

@@ -27,6 +27,8 @@
 #include "host/feed/FecIdSource.h"
 #include "host/kernel/KernelRoutes.h"
 #include "host/loop/EventLoop.h"
+#include "host/metrics/DaemonMetrics.h"
+#include "host/metrics/MetricsServer.h"
 #include "host/record/Recorder.h"
 #include "host/service/ClientService.h"
 #include "host/store/StateStore.h"
@@ -58,6 +60,7 @@ class Daemon {
   ServiceHooks serviceHooks();
   void countersTo(std::map<std::string, std::uint64_t>& counters) const;
   std::vector<std::string> kernelRoutes(const Vrf& vrf, const IpGenPrefix& prefix) const;
+  void metricsStart(const std::string& address);
   void kernelIsSynced();
   void turnEnd();
   void housekeeping(FieldId field, const void* key);
@@ -74,6 +77,9 @@ class Daemon {
   // Null without --record.
   std::unique_ptr<Recorder> recorder_;
   std::unique_ptr<KernelRoutes> kernel_;
+  // Null without --metrics.
+  std::unique_ptr<DaemonMetrics> metrics_;
+  std::unique_ptr<MetricsServer> metricsServer_;
   bool announced_ = false;
 
   Ptr<TimerTask> housekeepingTimer_;

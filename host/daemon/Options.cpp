@@ -66,6 +66,8 @@ void describe(CLI::App& app, DaemonOptions& options, std::vector<std::string>& v
          "forget everything at the end")
       ->excludes(store);
 
+  app.add_option("--metrics", options.metricsAddress, "serve figures as OpenMetrics over HTTP")
+      ->type_name("[ADDRESS:]PORT");
   app.add_option("--record", options.recordFile, "write what the library is given as a replay file")
       ->type_name("FILE");
 

@@ -33,6 +33,9 @@ struct DaemonOptions {
   // Empty: no store.
   std::string storeDirectory;
 
+  // [ADDRESS:]PORT to serve figures at; empty: nowhere.
+  std::string metricsAddress;
+
   // Empty: nothing is recorded.
   std::string recordFile;
 

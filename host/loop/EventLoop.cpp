@@ -25,6 +25,8 @@ void counterRead(int fd) {
   }
 }
 
+Nanoseconds steadyNow() noexcept { return std::chrono::steady_clock::now().time_since_epoch(); }
+
 timespec timespecOf(Nanoseconds time) noexcept {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
   timespec result{};
@@ -122,7 +124,9 @@ void EventLoop::run() {
 void EventLoop::runTurn(bool mayWait) {
   wait(mayWait);
   jobsRun();
+  turnTimes_.sliceBegan = steadyNow();
   scheduler_->runTurn();
+  turnTimes_.sliceEnded = steadyNow();
   for (const Job& hook : turnEnd_) {
     hook();
   }
@@ -140,6 +144,7 @@ void EventLoop::wait(bool mayWait) {
     throw SystemError(errno, "cannot wait for events");
   }
   ++wakeups_;
+  turnTimes_.began = steadyNow();
   for (int index = 0; index < ready; ++index) {
     const epoll_event& event = events[static_cast<std::size_t>(index)];
     const auto found = handlers_.find(event.data.fd);

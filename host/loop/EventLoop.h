@@ -36,6 +36,12 @@ namespace Routing::Host {
 
 class EventLoop {
  public:
+  // When a turn's parts began and ended, on the machine's steady clock.
+  struct TurnTimes {
+    Nanoseconds began{0};
+    Nanoseconds sliceBegan{0};
+    Nanoseconds sliceEnded{0};
+  };
   // Gets the ready events (EPOLLIN, ...).
   using Handler = std::function<void(std::uint32_t events)>;
   using Job = std::function<void()>;
@@ -68,6 +74,8 @@ class EventLoop {
   // One turn; waits when there is nothing to do and `wait` is set.
   void runTurn(bool wait);
 
+  // Of the turn that is under way or has ended last.
+  const TurnTimes& turnTimes() const noexcept { return turnTimes_; }
   // How often the loop woke up, for whatever reason.
   std::uint64_t wakeups() const noexcept { return wakeups_; }
 
@@ -88,6 +96,7 @@ class EventLoop {
   std::unordered_map<int, Job> signalHandlers_;
   std::vector<Job> turnEnd_;
   std::uint64_t wakeups_ = 0;
+  TurnTimes turnTimes_;
   bool stopped_ = false;
 
   std::mutex mutex_;

@@ -70,6 +70,14 @@ TEST_F(DaemonTest, WhatItRecordsPlaysBackToTheSameStatus) {
                 "routeType=0 route6Type=0\n");
 }
 
+TEST_F(DaemonTest, ItsFiguresAreServedWhenAskedFor) {
+  start({"--metrics", "9477"});
+  registerAll("bgp", Proto::IDENTIFIER_KIND_FIB, {"10.1.2.3"});
+  const std::string figures = outputOf("curl -s http://127.0.0.1:9477/metrics");
+  EXPECT_NE(figures.find("\nnexthopd_registrations 1\n"), std::string::npos) << figures;
+  EXPECT_NE(figures.find("\nnexthopd_synced 1\n"), std::string::npos) << figures;
+}
+
 TEST_F(DaemonTest, ASignalEndsItWithZero) {
   for (const int signal : {SIGTERM, SIGINT}) {
     start();
