@@ -29,9 +29,8 @@ void require(const grpc::Status& status) {
 std::unique_ptr<Stub> stubOf(const std::string& socketPath) {
   grpc::ChannelArguments own;
   own.SetInt(GRPC_ARG_USE_LOCAL_SUBCHANNEL_POOL, 1);
-  return Proto::Nexthops::NewStub(grpc::CreateCustomChannel("unix:" + socketPath,
-                                                            grpc::InsecureChannelCredentials(),
-                                                            own));
+  return Proto::Nexthops::NewStub(
+      grpc::CreateCustomChannel("unix:" + socketPath, grpc::InsecureChannelCredentials(), own));
 }
 
 Client::Client(const std::string& socketPath, std::string name)
@@ -95,7 +94,8 @@ void Client::registerAll(std::span<const IpGenAddr> addresses) {
   for (std::size_t index = 0; index < calls.size(); ++index) {
     Call& call = calls[index];
     const std::size_t first = index * batchSize;
-    call.request = requestOf(addresses.subspan(first, std::min(batchSize, addresses.size() - first)));
+    call.request =
+        requestOf(addresses.subspan(first, std::min(batchSize, addresses.size() - first)));
     stub_->async()->Register(&call.context, &call.request, &call.response, [&call](auto status) {
       call.done.set_value(status);
     });

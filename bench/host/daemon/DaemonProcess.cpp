@@ -42,7 +42,8 @@ DaemonProcess::DaemonProcess(const std::string& directory,
   theirs.close();
   std::promise<Moment> following;
   std::future<Moment> moment = following.get_future();
-  logReader_ = std::thread([this, following = std::move(following)]() mutable { readLog(following); });
+  logReader_ =
+      std::thread([this, following = std::move(following)]() mutable { readLog(following); });
   const Moment end = moment.get();
   if (end == Moment{}) {
     logReader_.join();
@@ -74,8 +75,7 @@ void DaemonProcess::readLog(std::promise<Moment>& following) {
       break;
     }
     const Moment now = std::chrono::steady_clock::now();
-    static_cast<void>(
-        std::fwrite(room.data(), 1, static_cast<std::size_t>(size), stderr));
+    static_cast<void>(std::fwrite(room.data(), 1, static_cast<std::size_t>(size), stderr));
     line.append(room.data(), static_cast<std::size_t>(size));
     if (!told && line.find(": following ") != std::string::npos) {
       following.set_value(now);

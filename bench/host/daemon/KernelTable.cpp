@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <stdexcept>
+#include <string>
 
 #include "bench/host/daemon/Rows.h"
 
@@ -151,9 +152,8 @@ void KernelTable::waitForAcknowledgement() {
 double KernelTable::dump(std::size_t count) const {
   const FileDescriptor fd = netlinkSocket(0);
   const int strict = 1;
-  systemCall(
-      ::setsockopt(fd.get(), SOL_NETLINK, NETLINK_GET_STRICT_CHK, &strict, sizeof strict),
-      "cannot make the kernel check requests for routes");
+  systemCall(::setsockopt(fd.get(), SOL_NETLINK, NETLINK_GET_STRICT_CHK, &strict, sizeof strict),
+             "cannot make the kernel check requests for routes");
   std::vector<std::byte> request(messageRoom);
   nlmsghdr* message = mnl_nlmsg_put_header(request.data());
   message->nlmsg_type = RTM_GETROUTE;

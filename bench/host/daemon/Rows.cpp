@@ -33,10 +33,7 @@ double Times::quantile(double share) const {
   return times[static_cast<std::size_t>(place)];
 }
 
-void Rows::below(const std::string& what,
-                 double seconds,
-                 double limit,
-                 const std::string& beside) {
+void Rows::below(const std::string& what, double seconds, double limit, const std::string& beside) {
   is(what, timeText(seconds), "under " + timeText(limit), seconds < limit, beside);
 }
 
