@@ -28,7 +28,7 @@ class DotText {
  public:
   // Returns the node's name: its kind and what it is.
   std::string node(const std::string& name, const std::string& label, const std::string& style) {
-    const std::string id = quoted(name);
+    std::string id = quoted(name);
     if (seen_.insert(id).second) {
       text_ += fmt::format("  {} [label={}{}];\n", id, quoted(label), style);
     }

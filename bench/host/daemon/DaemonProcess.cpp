@@ -23,6 +23,7 @@ DaemonProcess::DaemonProcess(const std::string& directory,
   std::vector<std::string> words{NEXTHOPD, "--socket", socketPath_};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
   for (std::string& word : words) {
     argv.push_back(word.data());
   }

@@ -85,7 +85,7 @@ nlmsghdr* lookUpMessage(std::byte* room, const IpGenAddr& address) {
 KernelTable::KernelTable(std::uint32_t interface)
     : interface_(interface), fd_(netlinkSocket(0)), batch_(batchBytes) {}
 
-nlmsghdr* KernelTable::begin(std::uint16_t type, std::uint16_t flags, const IpGenPrefix& prefix) {
+void KernelTable::begin(std::uint16_t type, std::uint16_t flags, const IpGenPrefix& prefix) {
   if (used_ + messageRoom > batch_.size()) {
     write();
   }
@@ -102,27 +102,27 @@ nlmsghdr* KernelTable::begin(std::uint16_t type, std::uint16_t flags, const IpGe
   body->rtm_type = type == RTM_DELROUTE ? RTN_UNSPEC : RTN_UNICAST;
   putAddress(message, RTA_DST, prefix.address());
   last_ = message;
-  return message;
 }
 
-void KernelTable::end(const nlmsghdr* message, const IpGenAddr& gateway) {
-  auto* open = const_cast<nlmsghdr*>(message);
-  putAddress(open, RTA_GATEWAY, gateway);
-  mnl_attr_put_u32(open, RTA_OIF, interface_);
+void KernelTable::end(const IpGenAddr& gateway) {
+  putAddress(last_, RTA_GATEWAY, gateway);
+  mnl_attr_put_u32(last_, RTA_OIF, interface_);
+  used_ += last_->nlmsg_len;
 }
 
 void KernelTable::add(const IpGenPrefix& prefix, const IpGenAddr& gateway) {
-  end(begin(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_EXCL, prefix), gateway);
-  used_ += last_->nlmsg_len;
+  begin(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_EXCL, prefix);
+  end(gateway);
 }
 
 void KernelTable::replace(const IpGenPrefix& prefix, const IpGenAddr& gateway) {
-  end(begin(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_REPLACE, prefix), gateway);
-  used_ += last_->nlmsg_len;
+  begin(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_REPLACE, prefix);
+  end(gateway);
 }
 
 void KernelTable::remove(const IpGenPrefix& prefix) {
-  used_ += begin(RTM_DELROUTE, 0, prefix)->nlmsg_len;
+  begin(RTM_DELROUTE, 0, prefix);
+  used_ += last_->nlmsg_len;
 }
 
 // The kernel answers requests that fail, and the last one.

@@ -42,8 +42,8 @@ class KernelTable {
  private:
   static constexpr std::size_t batchBytes = 65536;
 
-  nlmsghdr* begin(std::uint16_t type, std::uint16_t flags, const IpGenPrefix& prefix);
-  void end(const nlmsghdr* message, const IpGenAddr& gateway);
+  void begin(std::uint16_t type, std::uint16_t flags, const IpGenPrefix& prefix);
+  void end(const IpGenAddr& gateway);
   void waitForAcknowledgement();
 
   std::uint32_t interface_;

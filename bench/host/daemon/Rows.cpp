@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 
 namespace Routing::Bench {
@@ -27,8 +28,7 @@ std::string timeText(double seconds) {
 
 double Times::quantile(double share) const {
   std::vector<double> times = times_;
-  const auto place =
-      static_cast<std::ptrdiff_t>(share * static_cast<double>(times.size() - 1) + 0.5);
+  const std::ptrdiff_t place = std::lround(share * static_cast<double>(times.size() - 1));
   std::nth_element(times.begin(), times.begin() + place, times.end());
   return times[static_cast<std::size_t>(place)];
 }

@@ -128,15 +128,7 @@ class RecordedWorld {
   // What the records hold, as nexthop-replay shows it.
   std::string standing() const { return statusText() + forwardingText() + contextText(); }
   // The same of a replay of the recording; what is wrong with it, if anything is.
-  std::string replayed() const {
-    const std::string shows = directory_ + "/shows";
-    std::ofstream(shows) << "show status\nshow forwarding\nshow context\n";
-    const std::string output = directory_ + "/output";
-    const std::string command = std::string(NEXTHOP_REPLAY_COMMAND) + " '" + path() + "' '" +
-                                shows + "' > '" + output + "' 2>&1";
-    const int status = std::system(command.c_str());
-    return (status == 0 ? "" : "ended with " + std::to_string(status) + "\n") + content(output);
-  }
+  std::string replayed() const;
 
   Ptr<VirtualClock> clock = makeEntity<VirtualClock>();
   Ptr<TaskScheduler> scheduler = makeEntity<TaskScheduler>(clock);

@@ -3,12 +3,14 @@
 // ChildProcess: a program that a test starts and whose lines it reads.
 
 #include <fcntl.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <csignal>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -17,14 +19,10 @@
 
 namespace Routing::Host {
 
-// Where the build put them.
-inline const char* const exampleClient = NEXTHOP_EXAMPLE_CLIENT;
-inline const char* const examplePython = NEXTHOP_EXAMPLE_PYTHON;
-inline const char* const pythonStubs = NEXTHOP_PYTHON_STUBS;
-
 class ChildProcess {
  public:
-  // Output and errors go to the test. The environment is the test's, and what is given.
+  // Output and errors go to the test. The environment is what is given, and the test's but for
+  // that.
   explicit ChildProcess(std::vector<std::string> arguments,
                         std::vector<std::string> environment = {}) {
     std::array<int, 2> ends{};
@@ -35,8 +33,16 @@ class ChildProcess {
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
+    // Of two of a name the first counts for some programs, the last for others.
+    const std::size_t given = environment.size();
     for (char** variable = environ; *variable != nullptr; ++variable) {
-      environment.emplace_back(*variable);
+      const std::string name(*variable, std::strcspn(*variable, "=") + 1);
+      const auto end = environment.begin() + static_cast<std::ptrdiff_t>(given);
+      if (std::none_of(environment.begin(), end, [&name](const std::string& other) {
+            return other.compare(0, name.size(), name) == 0;
+          })) {
+        environment.emplace_back(*variable);
+      }
     }
     const int error = ::posix_spawn(&process_,
                                     arguments.front().c_str(),

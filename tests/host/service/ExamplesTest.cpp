@@ -1,5 +1,7 @@
 // The clients in examples/ against a running service, C++ and Python alike.
 
+#include <cstdlib>
+
 #include "tests/host/service/ChildProcess.h"
 #include "tests/host/service/ServiceFixture.h"
 
@@ -11,19 +13,29 @@ struct Example {
   std::vector<std::string> command;
 };
 
+// The modules are the system's python's, which need not be the first in the path.
+std::string python() {
+  const std::string system = "/usr/bin/python3";
+  return ::access(system.c_str(), X_OK) == 0 ? "exec " + system : "exec python3";
+}
+
 const std::vector<Example> examples{
-    {"Cpp", {exampleClient}},
-    {"Python", {"/usr/bin/python3", examplePython}},
+    {"Cpp", {NEXTHOP_EXAMPLE_CLIENT}},
+    {"Python", {"/bin/sh", "-c", python() + " \"$@\"", "sh", NEXTHOP_EXAMPLE_PYTHON}},
 };
+
+std::string pythonPath() {
+  const char* path = std::getenv("PYTHONPATH");
+  return std::string(NEXTHOP_PYTHON_STUBS) + (path == nullptr ? "" : ":" + std::string(path));
+}
 
 class Examples : public ServiceFixture, public ::testing::WithParamInterface<Example> {
  protected:
   std::unique_ptr<ChildProcess> run(const std::vector<std::string>& arguments) const {
     std::vector<std::string> command = GetParam().command;
     command.insert(command.end(), arguments.begin(), arguments.end());
-    return std::make_unique<ChildProcess>(
-        command,
-        std::vector<std::string>{"PYTHONPATH=" + std::string(pythonStubs)});
+    return std::make_unique<ChildProcess>(command,
+                                          std::vector<std::string>{"PYTHONPATH=" + pythonPath()});
   }
 };
 

@@ -89,7 +89,7 @@ TEST_F(HardClients, AClientThatNeverReadsCostsOneEntryANexthop) {
 
 TEST_F(HardClients, AClientThatDiesMidStreamLeavesItsRegistrationsAndItsNameFree) {
   start();
-  ChildProcess client({exampleClient, options.socketPath, "bgp", "10.0.0.1"});
+  ChildProcess client({NEXTHOP_EXAMPLE_CLIENT, options.socketPath, "bgp", "10.0.0.1"});
   EXPECT_EQ(client.line(), "10.0.0.1 NEXTHOP_STATE_FAILED REASON_NO_ROUTE");
   routeIs("10.0.0.0/8", 12);
   client.kill();

@@ -15,7 +15,6 @@ namespace {
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 IpGenAddr addrOf(const std::string& text) { return *IpGenAddr::parse(text); }
 

@@ -119,7 +119,7 @@ TEST_F(Requests, NothingIsAnsweredInATurnThatIsNotFlushed) {
   std::promise<grpc::Status> answer;
   bool registered = false;
   flushing = false;
-  stub->async()->Register(&context, &request, &response, [&answer](grpc::Status status) {
+  stub->async()->Register(&context, &request, &response, [&answer](const grpc::Status& status) {
     answer.set_value(status);
   });
   while (!registered) {

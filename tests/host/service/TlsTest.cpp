@@ -1,8 +1,10 @@
-// TCP with mutual TLS. The certificates are made by the build (certificates.sh).
+// TCP with mutual TLS, with certificates made for the run (certificates.sh).
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "tests/host/service/ChildProcess.h"
 #include "tests/host/service/ServiceFixture.h"
 
 namespace Routing::Host {
@@ -12,9 +14,19 @@ using ::testing::ElementsAre;
 
 class Tls : public ServiceFixture {
  protected:
-  static std::string file(const std::string& name) {
-    return std::string(NEXTHOP_TEST_CERTIFICATES) + "/" + name;
+  static void SetUpTestSuite() {
+    std::string pattern = ::testing::TempDir() + "nexthop-certificates-XXXXXX";
+    certificates_ = ::mkdtemp(pattern.data());
+    ChildProcess script({"/bin/bash", NEXTHOP_TEST_CERTIFICATES, certificates_});
+    std::string output;
+    for (std::string line = script.line(); !line.empty(); line = script.line()) {
+      output += line + "\n";
+    }
+    ASSERT_EQ(script.wait(), 0) << output;
   }
+  static void TearDownTestSuite() { std::filesystem::remove_all(certificates_); }
+
+  static std::string file(const std::string& name) { return certificates_ + "/" + name; }
   static std::string contents(const std::string& name) {
     std::ostringstream text;
     text << std::ifstream(file(name)).rdbuf();
@@ -46,6 +58,9 @@ class Tls : public ServiceFixture {
                                   credentials,
                                   arguments));
   }
+
+ private:
+  static inline std::string certificates_;
 };
 
 TEST_F(Tls, AClientIsTheUserThatItsCertificateNames) {
