@@ -1,5 +1,6 @@
 # nexthop_headers: compiles every header of the project alone, so that none leans on what its
-# includer happened to include first. Not part of a normal build; ./dev lint builds it.
+# includer happened to include first. Not part of a normal build; ./dev lint builds it. A header that
+# its own source includes before all else is compiled alone by every build and needs no second time.
 
 include_guard(GLOBAL)
 
@@ -13,6 +14,13 @@ file(GLOB_RECURSE headers RELATIVE ${PROJECT_SOURCE_DIR} ${headerFolders})
 
 set(sources)
 foreach(header IN LISTS headers)
+  string(REGEX REPLACE "h$" "cpp" own "${header}")
+  if(EXISTS ${PROJECT_SOURCE_DIR}/${own})
+    file(STRINGS ${PROJECT_SOURCE_DIR}/${own} first REGEX "^#include" LIMIT_COUNT 1)
+    if(first STREQUAL "#include \"${header}\"")
+      continue()
+    endif()
+  endif()
   set(source ${PROJECT_BINARY_DIR}/headers/${header}.cpp)
   file(CONFIGURE OUTPUT ${source} CONTENT "#include \"@header@\"\n" @ONLY)
   list(APPEND sources ${source})
