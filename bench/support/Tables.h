@@ -42,7 +42,7 @@ struct Tables {
   void fecsAre(std::size_t count);
   void fecIs(FecId fecId, std::size_t vias);
   // A route for every prefix, spread over that many FECs.
-  void load(std::span<const IpGenPrefix> prefixes, std::size_t fecs);
+  void load(std::span<const IpGenPrefix> prefixes, std::size_t fecCount);
 
   Ptr<Fib::MemoryRouteStatus> routes4 = makeEntity<Fib::MemoryRouteStatus>();
   Ptr<Fib6::MemoryRouteStatus> routes6 = makeEntity<Fib6::MemoryRouteStatus>();

@@ -77,14 +77,14 @@ void drawSeries(std::ostream& svg,
                 const Series& series,
                 std::size_t number) {
   const char* const colour = colours.at(number % colours.size());
-  svg << "<polyline fill=\"none\" stroke=\"" << colour << "\" stroke-width=\"2\" points=\"";
+  svg << R"(<polyline fill="none" stroke=")" << colour << R"(" stroke-width="2" points=")";
   for (const auto& [size, seconds] : series.points) {
     svg << sizes.at(size) << ',' << times.at(seconds) << ' ';
   }
   svg << "\"/>\n";
   for (const auto& [size, seconds] : series.points) {
     svg << "<circle cx=\"" << sizes.at(size) << "\" cy=\"" << times.at(seconds)
-        << "\" r=\"3\" fill=\"" << colour << "\"/>\n";
+        << R"(" r="3" fill=")" << colour << "\"/>\n";
   }
   svg << "<g fill=\"" << colour << "\">\n";
   drawText(svg, right + 12, top + 14 + 20 * static_cast<double>(number), "start", series.name);
