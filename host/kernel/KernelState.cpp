@@ -101,16 +101,15 @@ void KernelState::nexthopMessage(const Message& message, bool inDump) {
     return;
   }
   const std::uint32_t object = nexthop_.object;
-  const bool blackholed = objects_.blackhole(object);
   if (message.type == RTM_DELNEXTHOP) {
-    for (const Hop& hop : objects_.hops(object)) {
-      recheck_.interfaces.insert(hop.via.intfId.value);
-    }
-    objectsChanged(objects_.nexthopDel(object));
-    return;
+    return objectDel(object);
   }
   counters_.deepLabelStacks += nexthop_.deepLabelStacks;
   const bool known = objects_.has(object);
+  const bool blackholed = objects_.blackhole(object);
+  if (!known) {
+    routesOfGoneDel(object);
+  }
   objectsChanged(objects_.nexthopIs(nexthop_));
   // Its routes change their type.
   if (known && blackholed != nexthop_.blackhole) {
@@ -263,6 +262,40 @@ void KernelState::addressDel(const AddressMessage& address) {
   }
   if (preferredSources_.count(address.address) != 0) {
     recheck_.everything = true;
+  }
+}
+
+// The kernel drops the routes over the object without a word. Those over a blackhole do not name it
+// here: they are of that type, as any other blackhole.
+void KernelState::objectDel(std::uint32_t object) {
+  const Hops hops = objects_.hops(object);
+  const bool blackholed = objects_.has(object) && hops.empty();
+  const NexthopObjects::Ids changed = objects_.nexthopDel(object);
+  for (const auto& routes : routes_) {
+    const Fecs& fecs = routes->feed().fecs();
+    if (blackholed && fecs.findType(RouteType::blackhole) != 0) {
+      recheck_.everything = true;
+    }
+    if (std::any_of(changed.begin(), changed.end(), [&fecs](std::uint32_t one) {
+          return fecs.findObject(one) != 0;
+        })) {
+      for (const Hop& hop : hops) {
+        recheck_.interfaces.insert(hop.via.intfId.value);
+      }
+    }
+  }
+  objectsChanged(changed);
+}
+
+// An object comes again under the number of one that went in the same batch. Routes over the old
+// one went with it, and must not be taken for routes over the new one.
+void KernelState::routesOfGoneDel(std::uint32_t object) {
+  for (const auto& routes : routes_) {
+    const Fecs& fecs = routes->feed().fecs();
+    const FecId fec = fecs.findObject(object);
+    if (fec != 0 && !fecs.usable(fec)) {
+      routes->unusableDel();
+    }
   }
 }
 

@@ -123,6 +123,8 @@ class KernelState {
   void linkDel(std::uint32_t interface);
   void linkDown(std::uint32_t interface);
   void addressDel(const AddressMessage& address);
+  void objectDel(std::uint32_t object);
+  void routesOfGoneDel(std::uint32_t object);
   void objectsChanged(const NexthopObjects::Ids& objects);
   void vrfDeviceIs(const LinkMessage& link);
   void vrfDeviceDel(std::uint32_t interface);

@@ -212,6 +212,30 @@ TEST_F(KernelStateTest, AGroupFollowsItsMembers) {
   EXPECT_EQ(state_->nexthopObjects().count(), 0U);
 }
 
+TEST_F(KernelStateTest, AnObjectMadeAgainInTheBatchOfItsRemovalHasNoneOfItsOldRoutes) {
+  tell(nexthopMessage(5, "10.0.0.2", 1));
+  add({.prefix = "192.0.2.0/24", .object = 5});
+  tellMore(nexthopMessage(5, "10.0.0.2", 1, RTM_DELNEXTHOP));
+  tellMore(nexthopMessage(5, "10.1.0.2", 2));
+  tell(routeMessage({.prefix = "192.0.3.0/24", .object = 5}));
+  EXPECT_EQ(shown("192.0.2.0/24"), "absent");
+  EXPECT_EQ(shown("192.0.3.0/24"), "10.1.0.2");
+  EXPECT_EQ(state_->takeRecheck().interfaces, std::set<std::uint32_t>{1});
+}
+
+TEST_F(KernelStateTest, AnObjectOfNoRouteNeedsNoReadingWhenItGoes) {
+  tell(nexthopMessage(1, "10.0.0.2", 1));
+  MessageBuilder blackhole(RTM_NEWNEXTHOP);
+  blackhole.body(nhmsg{});
+  blackhole.number(NHA_ID, 2);
+  blackhole.bytes(NHA_BLACKHOLE, nullptr, 0);
+  tell(std::move(blackhole));
+  tell(nexthopMessage(1, "10.0.0.2", 1, RTM_DELNEXTHOP));
+  tell(nexthopMessage(2, "10.0.0.2", 1, RTM_DELNEXTHOP));
+  tell(nexthopMessage(3, "10.0.0.2", 1, RTM_DELNEXTHOP));
+  EXPECT_FALSE(state_->takeRecheck().any());
+}
+
 TEST_F(KernelStateTest, AnObjectThatIsNotKnownYetGoesByTheHopsOfTheRoute) {
   TestRoute route = via("192.0.2.0/24", "10.0.0.2");
   route.object = 7;

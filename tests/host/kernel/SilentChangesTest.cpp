@@ -171,6 +171,21 @@ TEST_F(SilentChanges, ABlackholeObjectMakesBlackholeRoutes) {
   expectShown("192.0.2.0/24", "boot metric 0 via 10.0.0.2");
 }
 
+TEST_F(SilentChanges, RoutesGoWithTheirBlackholeObjectOrGroup) {
+  net_.ip("nexthop add id 1 blackhole");
+  net_.ip("nexthop add id 2 blackhole");
+  net_.ip("nexthop add id 10 group 2");
+  net_.ip("route add 192.0.2.0/24 nhid 1");
+  net_.ip("route add 192.0.3.0/24 nhid 10");
+  follow();
+  EXPECT_EQ(shown("192.0.2.0/24"), "blackhole metric 0");
+  EXPECT_EQ(shown("192.0.3.0/24"), "blackhole metric 0");
+  net_.ip("nexthop del id 1");
+  net_.ip("nexthop del id 10");
+  EXPECT_TRUE(until([this] { return shown("192.0.2.0/24") == "absent"; }, 1.5));
+  EXPECT_TRUE(until([this] { return shown("192.0.3.0/24") == "absent"; }, 1.5));
+}
+
 TEST_F(SilentChanges, AGatewayOfTheOtherFamilyIsAViaOfThatFamily) {
   follow();
   net_.ip("route add 192.0.2.0/24 via inet6 fe80::2 dev v0");

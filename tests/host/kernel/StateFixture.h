@@ -34,9 +34,11 @@ class StateTest : public ::testing::Test {
 
   // One notification, and the end of its batch.
   void tell(MessageBuilder message) {
-    state_->notification(message.message());
+    tellMore(std::move(message));
     state_->batchEnd();
   }
+  // One that others follow in the same batch.
+  void tellMore(MessageBuilder message) { state_->notification(message.message()); }
   void add(const TestRoute& route, std::uint16_t flags = exclusive) {
     tell(routeMessage(route, RTM_NEWROUTE, flags));
   }
