@@ -71,6 +71,8 @@ class NexthopVrfStatus final : public Entity, public Publisher {
     return nexthop_.find(addr);
   }
   bool nexthopHas(const IpGenAddr& addr) const noexcept { return nexthop_.has(addr); }
+  // Makes room for that many entries, so that their writer need not move those that are there.
+  void nexthopReserve(std::size_t entries) { nexthop_.reserve(entries); }
   // Inserts or replaces the entry of its address, whole. Publishes: the address, also when nothing
   // differs.
   void nexthopIs(const NexthopStatusEntry& entry) { nexthop_.put(entry); }

@@ -178,6 +178,7 @@ class NexthopResolverSm final : public Entity {
   void removeNexthop(const IpGenAddr& addr, const IpGenPrefix& hostPrefix);
   void resolveNexthop(const IpGenAddr& addr, const IpGenPrefix& hostPrefix);
   void review();
+  void prefetchAhead(const DenseSet<IpGenAddr>::Cursor& cursor) const;
   std::uint64_t reviewSlice(Task& task);
   void handleChangedRoute(const char* operation,
                           const Ptr<const TrieGen>& trie,

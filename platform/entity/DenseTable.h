@@ -20,8 +20,11 @@
 // Invariants:
 //   1. Every key stands in exactly one used place and in exactly one slot.
 //   2. The place of a member changes only while no cursor is open.
-//   3. Removed places (holes) are closed up, order kept, when no cursor is open and they outnumber
-//      the members; so insertion and removal cost O(1), amortised.
+//   3. Removed places (holes) are closed up, order kept, when no cursor is open and a large table
+//   has
+//      16 places a member, or a small one two, or when there is no place left and half of them are
+//      holes; so insertion and removal cost O(1), amortised. A large table that is emptied step by
+//      step moves hardly anything.
 //   4. An operation that throws (no memory) has changed nothing.
 //
 // A member is destroyed after the table is in order again: its destructor may come back here.
@@ -38,6 +41,7 @@
 #include <utility>
 
 #include "platform/entity/DenseCursor.h"
+#include "platform/entity/DenseLayout.h"
 #include "platform/entity/Hash.h"
 #include "platform/entity/Prefetch.h"
 
@@ -71,7 +75,9 @@ class DenseTable {
   std::size_t size() const noexcept { return size_; }
   bool empty() const noexcept { return size_ == 0; }
   // The block's size in bytes.
-  std::size_t memory() const noexcept { return capacity_ == 0 ? 0 : Layout(capacity_).bytes; }
+  std::size_t memory() const noexcept {
+    return capacity_ == 0 ? 0 : DenseLayout(sizeof(Member), capacity_).bytes;
+  }
 
   bool has(const Key& key) const noexcept { return find(key) != nullptr; }
   // The member of that key, or null.
@@ -86,10 +92,15 @@ class DenseTable {
   // Hints that the key will be looked up: Far, some time before, fetches its slot, Near, shortly
   // before, its member.
   void prefetchFar(const Key& key) const noexcept {
-    prefetch(slots() + (hashIfIndexed(key) & slotMask_));
+    if (indexed()) {
+      prefetch(slots() + (hashOf(key) & slotMask_));
+    }
   }
   void prefetchNear(const Key& key) const noexcept {
-    prefetch(members() + (indexed() ? placeOf(slots()[hashOf(key) & slotMask_]) : 0));
+    const std::uint32_t slot = indexed() ? slots()[hashOf(key) & slotMask_] : 0;
+    if (slot != 0 && slot != placeMask_) {
+      prefetch(members() + placeOf(slot));
+    }
   }
 
   // Inserts the member unless its key is there. True when inserted.
@@ -146,40 +157,25 @@ class DenseTable {
   void reserve(std::size_t members) {
     const std::uint32_t holes = end_ - size_;
     if (members > capacity_ - holes) {
-      rebuild(checkedCapacity(std::size_t{checkedCapacity(members)} + holes));
+      const std::size_t places = std::size_t{checkedCapacity(members)} + holes;
+      rebuild(checkedCapacity(std::max(places, grownCapacity())));
     }
   }
 
   // A walk from the first member.
-  Cursor cursor() const noexcept { return Cursor(*this, usedPlace(0)); }
+  Cursor cursor() const noexcept { return Cursor(*this, usedPlace(begin_)); }
   // A walk from the member of that key; from the first when there is none.
   Cursor cursorAt(const Key& key) const noexcept {
     const std::uint32_t slot = findSlot(key, hashIfIndexed(key));
-    return Cursor(*this, slot == noSlot ? usedPlace(0) : placeAt(slot));
+    return Cursor(*this, slot == noSlot ? usedPlace(begin_) : placeAt(slot));
   }
 
  private:
   static constexpr std::uint32_t noSlot = std::numeric_limits<std::uint32_t>::max();
   static constexpr std::uint32_t leastCapacity = 2;
-  static constexpr std::uint32_t mostUnindexed = 8;
+  static constexpr std::uint32_t mostInSmall = 1024;
   static constexpr std::uint32_t mostCapacity = 1U << 30U;
-  static constexpr std::uint32_t bitsPerWord = 64;
-
-  // Where the parts of a block of that capacity stand.
-  struct Layout {
-    explicit Layout(std::uint32_t capacity) noexcept
-        : slotCount(capacity <= mostUnindexed ? 0 : std::bit_ceil(capacity + capacity / 3 + 1)),
-          bitmapAt(roundUp(sizeof(Member) * capacity)),
-          slotsAt(bitmapAt + sizeof(std::uint64_t) * ((capacity + bitsPerWord - 1) / bitsPerWord)),
-          bytes(slotsAt + sizeof(std::uint32_t) * slotCount) {}
-    static std::size_t roundUp(std::size_t offset) noexcept {
-      return (offset + alignof(std::uint64_t) - 1) & ~(alignof(std::uint64_t) - 1);
-    }
-    std::uint32_t slotCount;
-    std::size_t bitmapAt;
-    std::size_t slotsAt;
-    std::size_t bytes;
-  };
+  static constexpr std::uint32_t bitsPerWord = DenseLayout::bitsPerWord;
 
   static constexpr std::align_val_t blockAlignment{
       std::max(alignof(Member), alignof(std::uint64_t))};
@@ -236,7 +232,7 @@ class DenseTable {
     }
   }
   std::uint32_t findUnindexed(const Key& key) const noexcept {
-    std::uint32_t place = usedPlace(0);
+    std::uint32_t place = usedPlace(begin_);
     while (place < end_ && !(KeyOf::key(members()[place]) == key)) {
       place = usedPlace(place + 1);
     }
@@ -281,14 +277,21 @@ class DenseTable {
     --size_;
     Member taken(std::move(members()[place]));
     std::destroy_at(members() + place);
+    if (place == begin_) {
+      begin_ = usedPlace(place + 1);
+    }
     return taken;
   }
 
-  // True when there is another block now. Holes that outnumber the members while no cursor is open
-  // have been closed up already.
+  // True when there may be another block now.
   bool makeRoom() {
     if (end_ == capacity_) {
-      rebuild(checkedCapacity(std::size_t{capacity_} + capacity_ / 2 + 1));
+      if (cursors_ == nullptr && end_ != 0 && size_ <= end_ / 2) {
+        compact();
+      }
+      if (end_ == capacity_) {
+        rebuild(checkedCapacity(grownCapacity()));
+      }
       return true;
     }
     const std::uint32_t slotCount = slotMask_ + 1;
@@ -297,6 +300,7 @@ class DenseTable {
     }
     return false;
   }
+  std::size_t grownCapacity() const noexcept { return std::size_t{capacity_} + capacity_ / 2 + 1; }
   static std::uint32_t checkedCapacity(std::size_t members) {
     if (members > mostCapacity) {
       throw std::bad_alloc();
@@ -307,13 +311,15 @@ class DenseTable {
   void rebuild(std::uint32_t capacity) {
     DenseTable grown;
     grown.allocate(capacity);
-    for (std::uint32_t place = usedPlace(0); place < end_; place = usedPlace(place + 1)) {
+    grown.begin_ = begin_;
+    for (std::uint32_t place = usedPlace(begin_); place < end_; place = usedPlace(place + 1)) {
       moveMember(grown, place, place);
     }
     adopt(grown);
   }
   void compactIfDue() noexcept {
-    if (cursors_ == nullptr && end_ - size_ > size_) {
+    const std::uint32_t placesAMember = end_ > mostInSmall ? 16 : 2;
+    if (cursors_ == nullptr && size_ < (end_ + placesAMember - 1) / placesAMember) {
       compact();
     }
   }
@@ -328,13 +334,14 @@ class DenseTable {
       return;
     }
     std::uint32_t to = 0;
-    for (std::uint32_t from = usedPlace(0); from < end_; from = usedPlace(from + 1)) {
+    for (std::uint32_t from = usedPlace(begin_); from < end_; from = usedPlace(from + 1)) {
       if (from != to) {
         std::construct_at(members() + to, std::move(members()[from]));
         std::destroy_at(members() + from);
       }
       ++to;
     }
+    begin_ = 0;
     end_ = size_;
     for (std::uint32_t word = 0; word <= (capacity_ - 1) / bitsPerWord; ++word) {
       const std::uint32_t first = word * bitsPerWord;
@@ -352,7 +359,7 @@ class DenseTable {
       return false;
     }
     std::uint32_t to = 0;
-    for (std::uint32_t from = usedPlace(0); from < end_; from = usedPlace(from + 1)) {
+    for (std::uint32_t from = usedPlace(begin_); from < end_; from = usedPlace(from + 1)) {
       moveMember(smaller, from, to++);
     }
     adopt(smaller);
@@ -364,7 +371,7 @@ class DenseTable {
     }
     std::fill_n(slots(), std::size_t{slotMask_} + 1, 0U);
     usedSlots_ = 0;
-    for (std::uint32_t place = usedPlace(0); place < end_; place = usedPlace(place + 1)) {
+    for (std::uint32_t place = usedPlace(begin_); place < end_; place = usedPlace(place + 1)) {
       enterSlot(place, hashOf(KeyOf::key(members()[place])));
     }
   }
@@ -388,7 +395,7 @@ class DenseTable {
     end_ = end;
   }
   void allocate(std::uint32_t capacity) {
-    const Layout layout(capacity);
+    const DenseLayout layout(sizeof(Member), capacity);
     block_ = static_cast<std::byte*>(::operator new(layout.bytes, blockAlignment));
     bitmap_ = reinterpret_cast<std::uint64_t*>(block_ + layout.bitmapAt);
     slots_ = reinterpret_cast<std::uint32_t*>(block_ + layout.slotsAt);
@@ -415,13 +422,14 @@ class DenseTable {
     block_ = nullptr;
     bitmap_ = nullptr;
     slots_ = nullptr;
-    capacity_ = end_ = size_ = usedSlots_ = slotMask_ = placeMask_ = 0;
+    capacity_ = begin_ = end_ = size_ = usedSlots_ = slotMask_ = placeMask_ = 0;
   }
   void swapBlock(DenseTable& other) noexcept {
     std::swap(block_, other.block_);
     std::swap(bitmap_, other.bitmap_);
     std::swap(slots_, other.slots_);
     std::swap(capacity_, other.capacity_);
+    std::swap(begin_, other.begin_);
     std::swap(end_, other.end_);
     std::swap(size_, other.size_);
     std::swap(usedSlots_, other.usedSlots_);
@@ -443,6 +451,7 @@ class DenseTable {
   std::uint32_t* slots_ = nullptr;
   mutable Cursor* cursors_ = nullptr;
   std::uint32_t capacity_ = 0;   // places in the block
+  std::uint32_t begin_ = 0;      // places before it are holes
   std::uint32_t end_ = 0;        // places used so far, holes included
   std::uint32_t size_ = 0;       // members
   std::uint32_t usedSlots_ = 0;  // slots that are not empty, deleted ones included

@@ -30,11 +30,11 @@ class HashState {
   }
   HashState& mix(std::string_view text) noexcept {
     while (text.size() >= sizeof(std::uint64_t)) {
-      mix(wordOf(text, sizeof(std::uint64_t)));
+      mix(wordAt<std::uint64_t>(text.data()));
       text.remove_prefix(sizeof(std::uint64_t));
     }
     // The number of bytes keeps a text apart from the same text followed by zero bytes.
-    return mix(wordOf(text, text.size())).mix(text.size());
+    return mix(wordOf(text)).mix(text.size());
   }
   constexpr std::uint32_t result() const noexcept {
     const std::uint64_t mixed = hashMix(state_, factor);
@@ -46,10 +46,25 @@ class HashState {
   static constexpr std::uint64_t factor = 0x9e3779b97f4a7c15U;
   static constexpr std::uint64_t offset = 0x243f6a8885a308d3U;
 
-  static std::uint64_t wordOf(std::string_view text, std::size_t bytes) noexcept {
-    std::uint64_t word = 0;
-    std::memcpy(&word, text.data(), bytes);
+  template <class Word>
+  static std::uint64_t wordAt(const char* text) noexcept {
+    Word word = 0;
+    std::memcpy(&word, text, sizeof(word));
     return word;
+  }
+  // Fewer than eight bytes, each of them in the word; with their number they are told from others.
+  static std::uint64_t wordOf(std::string_view text) noexcept {
+    using Half = std::uint32_t;
+    const char* const end = text.data() + text.size();
+    if (text.size() >= sizeof(Half)) {
+      return wordAt<Half>(text.data()) | wordAt<Half>(end - sizeof(Half)) << 32U;
+    }
+    if (text.empty()) {
+      return 0;
+    }
+    return wordAt<std::uint8_t>(text.data()) |
+           wordAt<std::uint8_t>(text.data() + text.size() / 2) << 8U |
+           wordAt<std::uint8_t>(end - 1) << 16U;
   }
 
   std::uint64_t state_;

@@ -39,9 +39,10 @@ bool TaskScheduler::shouldYield() noexcept {
 }
 
 // Reading the clock costs as much as a good part of what small pieces of work take. How many
-// questions may pass without is told by the pace of this run, once there is one.
+// questions may pass without is told by the pace of this run, once there is one. In the second half
+// of the budget it is read at every question: by then pieces may take longer than those before.
 bool TaskScheduler::timeIsUp() noexcept {
-  constexpr std::uint64_t mostSkipped = 32;
+  constexpr std::uint64_t mostSkipped = 8;
   constexpr std::uint64_t questionsOfAPace = 8;
   constexpr std::int64_t shareOfBudget = 64;
   const Nanoseconds elapsed = clock_->now() - runStart_;
@@ -49,7 +50,8 @@ bool TaskScheduler::timeIsUp() noexcept {
     return true;
   }
   const Nanoseconds piece = elapsed / questions_;
-  std::uint64_t skipped = std::min(mostSkipped, questions_ / questionsOfAPace);
+  const bool early = elapsed < timeBudget_ / 2;
+  std::uint64_t skipped = early ? std::min(mostSkipped, questions_ / questionsOfAPace) : 0;
   while (skipped > 0 && piece * skipped > timeBudget_ / shareOfBudget) {
     skipped /= 2;
   }

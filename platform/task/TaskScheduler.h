@@ -52,8 +52,8 @@ class TaskScheduler final : public Entity {
   const Ptr<Clock>& clock() const noexcept { return clock_; }
 
   // From now on a task should yield once its run has taken this long. A task that asks often is
-  // answered without a look at the clock as long as its pace so far leaves room: that may lengthen
-  // the run by a sixty-fourth.
+  // answered without a look at the clock now and then in the first half of the budget, as its pace
+  // so far leaves room.
   void timeBudgetIs(Nanoseconds budget) noexcept;
   // From now on a task should yield from the budget-th question of its run on; 0: never.
   void workBudgetIs(std::uint64_t budget) noexcept;

@@ -204,8 +204,43 @@ TEST(DenseTableCompaction, GivesMemoryBackAsATableShrinks) {
   for (std::uint64_t key = 0; key < 99000; ++key) {
     numbers.remove(key);
   }
-  EXPECT_LT(numbers.memory(), full / 20);
+  EXPECT_LT(numbers.memory(), full / 8);
   EXPECT_EQ(numbers.size(), 1000U);
+}
+
+TEST(DenseTableCompaction, HolesAtTheFrontOfALargeTableAreReusedBeforeItGrows) {
+  Numbers numbers;
+  for (std::uint64_t key = 0; key < 100000; ++key) {
+    numbers.insert(key);
+  }
+  const std::size_t full = numbers.memory();
+  for (std::uint64_t key = 0; key < 1000000; ++key) {
+    numbers.remove(key);
+    numbers.insert(100000 + key);
+  }
+  EXPECT_LE(numbers.memory(), 2 * full);
+  EXPECT_EQ(numbers.size(), 100000U);
+  EXPECT_EQ(numbers.cursor().key(), 1000000U);
+}
+
+// A queue is emptied from its front over many walks; none of them has to pay for all the others.
+TEST(DenseTableCompaction, AWalkThatHasRemovedHalfOfALargeTableMovesNothingAtItsEnd) {
+  constexpr std::uint64_t count = 100000;
+  MovedTable table;
+  for (std::uint64_t number = 0; number < count; ++number) {
+    table.insert(Moved(number));
+  }
+  for (std::uint64_t slice = 0; slice < 9; ++slice) {
+    {
+      const auto walk = table.cursor();
+      for (std::uint64_t number = slice * count / 10; number < (slice + 1) * count / 10; ++number) {
+        table.remove(number);
+      }
+      Moved::moves = 0;
+    }
+    EXPECT_EQ(Moved::moves, 0U) << slice;
+    EXPECT_EQ(table.cursor().key(), (slice + 1) * count / 10);
+  }
 }
 
 TEST(DenseTableCompaction, GivesEverythingBackWhenTheLastMemberGoes) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <vector>
 
@@ -106,6 +107,22 @@ TEST_F(TaskBudget, UnderATimeBudgetQuestionsDoNotMatter) {
   scheduler->workBudgetIs(1);
   scheduler->timeBudgetIs(milliseconds(10));
   EXPECT_EQ(ask(100), Answers(100, false));
+}
+
+TEST_F(TaskBudget, WorkThatSlowsDownLengthensTheSliceByOnePieceAtMost) {
+  using std::chrono::microseconds;
+  for (const std::size_t quick : {100U, 4900U, 9900U}) {
+    std::vector<Nanoseconds> steps(quick, microseconds(1));
+    steps.insert(steps.end(), 100, microseconds(500));
+    const Answers answers = askAfter(steps);
+    const auto first = std::find(answers.begin(), answers.end(), true) - answers.begin();
+    Nanoseconds slice{0};
+    for (std::ptrdiff_t step = 0; step <= first; ++step) {
+      slice += steps.at(static_cast<std::size_t>(step));
+    }
+    EXPECT_GE(slice, milliseconds(10)) << quick;
+    EXPECT_LT(slice, microseconds(10500)) << quick;
+  }
 }
 
 TEST_F(TaskBudget, ReportedWorkDoesNotUseUpTheBudget) {
