@@ -129,10 +129,13 @@ function(nexthop_tool name)
 endfunction()
 
 # Tests are compiled with -O1 in a release build. That takes a third less time, and it keeps g++ 12
-# from the array-bounds and restrict warnings that it makes up at -O2 where strings are joined. Not
-# for coverage, where a function of ours that is inlined into a test would count the test's branches.
+# from the array-bounds and restrict warnings that it makes up at -O2 where strings are joined. Under
+# a sanitizer, where every access is code of its own, -O0 takes half the time of -O1. Not for coverage,
+# where a function of ours that is inlined into a test would count the test's branches.
 function(nexthop_test_flags target)
-  if(NOT NEXTHOP_COVERAGE)
+  if(NEXTHOP_SANITIZER)
+    target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O0>)
+  elseif(NOT NEXTHOP_COVERAGE)
     target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O1>)
   endif()
 endfunction()
