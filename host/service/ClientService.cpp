@@ -325,7 +325,7 @@ void ClientService::streamDel(OpenStream& stream) {
   streams_.erase(std::remove(streams_.begin(), streams_.end(), &stream), streams_.end());
 }
 
-void ClientService::flush() {
+void ClientService::flush(Nanoseconds cause) {
   if (!loop_.scheduler()->hasRunnable()) {
     registrations_.reviewed();
   }
@@ -334,8 +334,24 @@ void ClientService::flush() {
   }
   answers_.clear();
   table_.commit();
+  toldCauses_.clear();
   for (OpenStream* stream : streams_) {
-    stream->advance();
+    advance(*stream, cause);
+  }
+}
+
+// A stream that is behind keeps the cause that it fell behind with.
+void ClientService::advance(OpenStream& stream, Nanoseconds cause) {
+  if (stream.cause == Nanoseconds(0) && stream.backlog() != 0) {
+    stream.cause = cause;
+  }
+  const std::uint64_t told = told_;
+  stream.advance();
+  if (told != told_ && stream.cause != Nanoseconds(0)) {
+    toldCauses_.push_back(stream.cause);
+  }
+  if (stream.backlog() == 0) {
+    stream.cause = Nanoseconds(0);
   }
 }
 
@@ -347,8 +363,10 @@ ServiceFigures ClientService::figures() const {
   for (const auto& [name, client] : registrations_.clients()) {
     if (client.live()) {
       ++figures.liveClients;
-      figures.backlog += client.stream->backlog();
     }
+  }
+  for (const OpenStream* stream : streams_) {
+    figures.backlog += stream->backlog();
   }
   figures.streams = streams_.size();
   figures.told = told_;

@@ -97,8 +97,11 @@ class ClientService final : private StreamKeeper {
   // Ends every stream and call, then the transport. No effect when it does not run.
   void stop();
 
-  // At the turn's end, after the records are stored.
-  void flush();
+  // At the turn's end, after the records are stored. With when the work began that ended in this
+  // turn, if the delay of what it has streams tell is to be measured.
+  void flush(Nanoseconds cause = Nanoseconds(0));
+  // Of each stream that told something in the last flush() of which the cause is known: that cause.
+  const std::vector<Nanoseconds>& toldCauses() const noexcept { return toldCauses_; }
   // What the hook `synced` says has changed.
   void syncedChanged() { table_.syncedChanged(); }
 
@@ -122,6 +125,7 @@ class ClientService final : private StreamKeeper {
   void connectionIs(FileDescriptor connection, uid_t uid);
   Server* serverOf(uid_t uid);
   void tlsStart();
+  void advance(OpenStream& stream, Nanoseconds cause);
 
   EventLoop& loop_;
   Vrfs& vrfs_;
@@ -134,6 +138,7 @@ class ClientService final : private StreamKeeper {
   std::vector<OpenStream*> streams_;
   std::vector<Answer> answers_;
   std::uint64_t told_ = 0;
+  std::vector<Nanoseconds> toldCauses_;
   bool running_ = false;
 
   std::map<uid_t, std::unique_ptr<Server>> servers_;

@@ -75,6 +75,7 @@ class ForwardingStream final : public ServerStream<Proto::WatchForwardingRespons
  protected:
   void open() override;
   bool fill(Proto::WatchForwardingResponse& message) override;
+  std::size_t waiting() const override { return queue_->backlog(); }
   bool complete() const override;
   void closed() override;
 

@@ -21,6 +21,7 @@
 #include "host/service/Inbox.h"
 #include "host/service/Messages.h"
 #include "host/service/RequestError.h"
+#include "platform/task/Clock.h"
 
 namespace Routing::Host {
 
@@ -52,8 +53,14 @@ class OpenStream {
 
   // Sends what is to be told, if nothing is under way.
   virtual void advance() = 0;
+  // How many things it has still to tell, the message under way left out.
+  virtual std::size_t backlog() const = 0;
   // Ends the stream. No effect when it has ended.
   virtual void finish(const grpc::Status& status) = 0;
+
+  // Kept by the service: when the work began whose outcome it has still to tell; 0 when there is
+  // none.
+  Nanoseconds cause{0};
 };
 
 template <class Response>
@@ -80,6 +87,7 @@ class ServerStream : public grpc::ServerWriteReactor<Response>, public OpenStrea
       this->StartWrite(&message_);
     }
   }
+  std::size_t backlog() const final { return open_ ? waiting() : 0; }
   void finish(const grpc::Status& status) final {
     if (open_) {
       open_ = false;
@@ -116,6 +124,8 @@ class ServerStream : public grpc::ServerWriteReactor<Response>, public OpenStrea
   virtual void open() = 0;
   // Fills the message, which is empty; false when there is nothing to tell now.
   virtual bool fill(Response& message) = 0;
+  // How many things fill() has still to tell.
+  virtual std::size_t waiting() const = 0;
   // Everything has been told, and there will be no more.
   virtual bool complete() const = 0;
   virtual void closed() = 0;

@@ -47,6 +47,7 @@ class TraceStream final : public ServerStream<Proto::TraceResponse> {
  protected:
   void open() override;
   bool fill(Proto::TraceResponse& message) override;
+  std::size_t waiting() const override { return lines_.size(); }
   bool complete() const override { return false; }
   void closed() override;
 

@@ -37,6 +37,7 @@ class WatchStream final : public ServerStream<Proto::WatchResponse> {
  protected:
   void open() override;
   bool fill(Proto::WatchResponse& message) override;
+  std::size_t waiting() const override { return stream_->backlog(); }
   bool complete() const override;
   void closed() override;
 

@@ -163,10 +163,14 @@ class ServiceFixture : public ::testing::Test {
     service = std::make_unique<ClientService>(*loop, *vrfs, &store, options, hooks);
     loop->turnEndIs([this] {
       if (flushing) {
-        service->flush();
+        service->flush(cause);
+        const std::vector<Nanoseconds>& told = service->toldCauses();
+        causesTold.insert(causesTold.end(), told.begin(), told.end());
       }
     });
-    vrfs->managerStart(*vrf);
+    if (managing) {
+      vrfs->managerStart(*vrf);
+    }
     service->start();
     thread_ = std::thread([this] { loop->run(); });
   }
@@ -231,6 +235,22 @@ class ServiceFixture : public ::testing::Test {
     });
   }
 
+  // Until no review waits any more, however many turns that takes.
+  void settle() {
+    for (bool settled = false; !settled;) {
+      onLoop([&] { settled = !loop->scheduler()->hasRunnable(); });
+    }
+  }
+
+  // Addresses from 10.0.0.0 on.
+  static Proto::RegisterRequest many(const std::string& client, std::uint32_t count) {
+    Proto::RegisterRequest request;
+    request.set_client(client);
+    for (std::uint32_t index = 0; index < count; ++index) {
+      addressTo(*request.add_addresses(), IpGenAddr::ipv4(0x0a000000U + index));
+    }
+    return request;
+  }
   static Proto::RegisterRequest registration(const std::string& client,
                                              const std::vector<std::string>& addresses) {
     Proto::RegisterRequest request;
@@ -265,6 +285,11 @@ class ServiceFixture : public ::testing::Test {
   MemoryRegistrationStore store;
   // Off: as when storing fails.
   std::atomic<bool> flushing = true;
+  // Off: as long as the VRF's routes have not been read.
+  bool managing = true;
+  // What turns are flushed with, and what the service has told of it. On the loop's thread.
+  Nanoseconds cause{0};
+  std::vector<Nanoseconds> causesTold;
   std::unique_ptr<EventLoop> loop;
   std::unique_ptr<Vrfs> vrfs;
   Vrf* vrf = nullptr;

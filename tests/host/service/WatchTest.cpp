@@ -65,6 +65,29 @@ TEST_F(Watch, ChangesFollowOneRouteAfterTheOther) {
   EXPECT_EQ(failed.epoch(), 5U);
 }
 
+// Of 3,000 nexthops a stream tells in three messages or more, each when the one before is on its
+// way.
+TEST_F(Watch, WhateverAStreamTellsLaterCountsFromItsCause) {
+  const auto stub = connect();
+  ASSERT_TRUE(registerAll(*stub, many("bgp", 3000)).ok());
+  settle();
+  Watching watching(*stub, watchOf("bgp"));
+  EXPECT_EQ(watching.snapshot().size(), 3000U);
+  onLoop([this] { cause = Nanoseconds(5); });
+  routeIs("10.0.0.0/8", 12);
+  settle();
+  onLoop([this] { cause = Nanoseconds(0); });
+  for (int count = 0; count < 3000; ++count) {
+    watching.status();
+  }
+  ASSERT_TRUE(registerAll(*stub, registration("bgp", {"192.0.2.9"})).ok());
+  watching.status();
+  onLoop([this] {
+    EXPECT_GE(causesTold.size(), 3U);
+    EXPECT_THAT(causesTold, ::testing::Each(Nanoseconds(5)));
+  });
+}
+
 TEST_F(Watch, AResolverIdentifierComesWithTheStatus) {
   routeIs("10.0.0.0/8", 12);
   const auto stub = connect();
