@@ -225,16 +225,20 @@ void NexthopTable::commitWrites(Group& group, const VrfCondition& condition) {
       continue;
     }
     NexthopSlot& slot = slots_[id];
+    // That a state of an earlier run is confirmed is news even when it is the same.
+    const bool confirmed = slot.told.stale();
     ++slot.told.epoch;
-    if (!each && slot.latestWrite != index) {
+    const bool counts = each || slot.latestWrite == index;
+    if (!counts && !confirmed) {
       continue;
     }
     const bool news =
+        counts &&
         settle(slot, judge(&group.writes_[index], slot.addr.family(), slot.policy, condition));
     for (StatusStream* stream : group.streams_) {
       if (stream->everyWrite()) {
         stream->wrote(id);
-      } else if (news) {
+      } else if (news || confirmed) {
         stream->changed(id);
       }
     }

@@ -273,9 +273,16 @@ TEST_F(NexthopTableTest, ARestoredEntryIsStaleUntilItIsWritten) {
   const NexthopSlot& slot = table.slots()[*NexthopTable::find(other, addrOf("10.0.0.1"))];
   EXPECT_TRUE(slot.told.stale());
   EXPECT_EQ(slot.told.view.identifier, 12U);
+  StatusStream& stream = follow({"ospf", ""});
+  EXPECT_THAT(drain(stream), ElementsAre("begin", "10.0.0.1 resolved 12 #0", "end"));
+  resolve("10.0.0.1", 12);
   resolve("10.0.0.1", 12);
   commit();
   EXPECT_FALSE(slot.told.stale());
+  EXPECT_THAT(drain(stream), ElementsAre("10.0.0.1 resolved 12 #2"));
+  resolve("10.0.0.1", 12);
+  commit();
+  EXPECT_FALSE(stream.pending());
 }
 
 TEST_F(NexthopTableTest, ARemovedNexthopIsToldOfAndItsSlotUsedAgainAfterwards) {
