@@ -12,6 +12,8 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <exception>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -116,23 +118,32 @@ void SocketListener::handleReady() {
     FileDescriptor connection(
         ::accept4(socket_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!connection) {
-      if (errno == EMFILE || errno == ENFILE) {
-        refuseOne();
+      if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+        refuseOne(errno);
       } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
         throw SystemError(errno, "cannot accept a connection");
       }
       return;
     }
+    handOn(std::move(connection));
+  }
+}
+
+void SocketListener::handOn(FileDescriptor connection) {
+  try {
     ucred peer{};
     socklen_t size = sizeof peer;
     systemCall(::getsockopt(connection.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size),
                "cannot tell who connects");
     accept_(std::move(connection), peer.uid);
+  } catch (const std::exception& error) {
+    log(LogLevel::warning, std::string("a connection is refused: ") + error.what());
   }
 }
 
-void SocketListener::refuseOne() {
-  log(LogLevel::warning, "out of file descriptors, a connection is refused");
+void SocketListener::refuseOne(int error) {
+  log(LogLevel::warning,
+      "a connection is refused: " + std::error_code(error, std::generic_category()).message());
   reserve_.close();
   FileDescriptor(::accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC)).close();
   reserve_ = FileDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC));

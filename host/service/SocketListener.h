@@ -9,8 +9,9 @@
 //
 // A socket that a daemon left behind is replaced; one that a daemon listens on is not.
 //
-// When descriptors run out, connections are accepted with one kept in reserve and closed at once,
-// so that a waiting connection cannot keep the loop busy.
+// When descriptors or memory run out, connections are accepted with a descriptor kept in reserve
+// and closed at once, so that a waiting connection cannot keep the loop busy. Whatever else goes
+// wrong with one connection costs that connection and a line in the log.
 
 #include <sys/types.h>
 
@@ -25,7 +26,8 @@ namespace Routing::Host {
 
 class SocketListener {
  public:
-  // Gets the connection, which does not block, and the user at its other end.
+  // Gets the connection, which does not block, and the user at its other end. Throws: why it cannot
+  // be served.
   using Accept = std::function<void(FileDescriptor connection, uid_t user)>;
 
   // The group by name or number; empty: the process's own. Throws: SystemError, when the path is no
@@ -40,7 +42,8 @@ class SocketListener {
 
  private:
   void handleReady();
-  void refuseOne();
+  void handOn(FileDescriptor connection);
+  void refuseOne(int error);
 
   EventLoop& loop_;
   std::string path_;

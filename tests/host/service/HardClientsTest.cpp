@@ -1,12 +1,15 @@
 // Clients that do not behave: one that never reads, one that dies mid-stream, garbage on the
 // socket, connections that say nothing. The daemon serves the others, and its memory stays bounded.
 
+#include <malloc.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 
 #include <random>
 
+#include "host/service/ForwardingStream.h"
+#include "host/service/TraceStream.h"
 #include "tests/host/service/ChildProcess.h"
 #include "tests/host/service/ServiceFixture.h"
 
@@ -41,12 +44,10 @@ class HardClients : public ServiceFixture {
     ASSERT_TRUE(registerAll(*stub, registration(client, {"172.16.0.1"})).ok());
     EXPECT_EQ(watching.line(), "172.16.0.1 failed no-route");
   }
-  static Proto::RegisterRequest many(const std::string& client, std::uint32_t count) {
-    Proto::RegisterRequest request = registration(client, {});
-    for (std::uint32_t index = 0; index < count; ++index) {
-      addressTo(*request.add_addresses(), IpGenAddr::ipv4(0x0a000000U + index));
-    }
-    return request;
+  // Bytes that the process holds, whoever asked for them.
+  static std::size_t allocated() {
+    const struct mallinfo2 info = ::mallinfo2();
+    return info.uordblks + info.hblkhd;
   }
   std::uint64_t backlog() {
     std::uint64_t backlog = 0;
@@ -65,14 +66,8 @@ TEST_F(HardClients, AClientThatNeverReadsCostsOneEntryANexthop) {
   std::uint64_t told = 0;
   for (FecId fec = 101; fec < 140; ++fec) {
     routeIs("10.0.0.0/8", fec);
-    // Whole, however many turns that takes.
-    bool settled = false;
-    while (!settled) {
-      onLoop([&] {
-        settled = !loop->scheduler()->hasRunnable();
-        told = service->figures().told;
-      });
-    }
+    settle();
+    onLoop([&] { told = service->figures().told; });
     EXPECT_LE(backlog(), nexthops);
   }
   EXPECT_LT(told, 40U * nexthops);
@@ -84,6 +79,51 @@ TEST_F(HardClients, AClientThatNeverReadsCostsOneEntryANexthop) {
          identifiers.rbegin()->second != 139) {
     const Proto::NexthopStatus status = silent.status();
     identifiers[status.address()] = status.identifier();
+  }
+}
+
+// Readers of every kind, none of which ever reads, over changes of which each would have much to
+// tell: every write of 10,000 nexthops, identifiers that come and go, a line of trace for each
+// review.
+TEST_F(HardClients, ReadersThatNeverReadCostBoundedMemoryWhateverTheyAskedFor) {
+  start();
+  const auto stub = connect();
+  Proto::RegisterRequest registered = many("silent", 10'000);
+  registered.set_kind(Proto::IDENTIFIER_KIND_RESOLVER);
+  ASSERT_TRUE(registerAll(*stub, registered).ok());
+  grpc::ClientContext watching;
+  Proto::WatchRequest everyWrite = watchOf("silent");
+  everyWrite.set_every_write(true);
+  const auto writes = stub->Watch(&watching, everyWrite);
+  grpc::ClientContext forwarding;
+  const auto vias = stub->WatchForwarding(&forwarding, {});
+  grpc::ClientContext tracing;
+  Proto::TraceRequest lines;
+  lines.add_facilities("NexthopResolverSm");
+  const auto trace = stub->Trace(&tracing, lines);
+  for (std::size_t open = 0; open != 3;) {
+    onLoop([&] { open = service->figures().streams; });
+  }
+
+  const auto churn = [&](unsigned rounds) {
+    for (unsigned round = 0; round < rounds; ++round) {
+      for (unsigned part = 0; part < 40; ++part) {
+        routeIs("10.0." + std::to_string(part) + ".0/24", FecId{100 + round % 2 * 40 + part});
+      }
+      settle();
+    }
+  };
+  // Until all that is bounded is full: queues, the log of events.
+  churn(16);
+  const std::size_t full = allocated();
+  const std::uint64_t waiting = backlog();
+  EXPECT_GT(waiting, 10'000U);
+  churn(16);
+  EXPECT_LT(allocated(), full + (std::size_t{4} << 20U));
+  EXPECT_LE(backlog(), 10'000U + TraceStream::mostWaiting + 2 * ForwardingQueue::removedAllowance);
+  expectServed("other");
+  for (grpc::ClientContext* context : {&watching, &forwarding, &tracing}) {
+    context->TryCancel();
   }
 }
 
@@ -163,6 +203,23 @@ TEST_F(HardClients, ASocketInUseIsNotTakenAndOneLeftBehindIs) {
     ASSERT_EQ(::bind(left.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   }
   EXPECT_NO_THROW(listen());
+}
+
+TEST_F(HardClients, AConnectionThatCannotBeServedKeepsNobodyElseFromIt) {
+  EventLoop listening(makeEntity<TaskScheduler>(makeEntity<RealClock>()));
+  unsigned connections = 0;
+  const SocketListener listener(listening, options.socketPath, "", [&](FileDescriptor, uid_t) {
+    connections += 1;
+    if (connections == 1) {
+      throw std::runtime_error("no room");
+    }
+    listening.stop();
+  });
+  const FileDescriptor refused = rawConnection();
+  const FileDescriptor served = rawConnection();
+  listening.run();
+  EXPECT_EQ(connections, 2U);
+  expectClosed(refused);
 }
 
 TEST_F(HardClients, AFileThatIsNoSocketIsLeftAlone) {
