@@ -66,7 +66,7 @@ NexthopReason refusal(const Policy& policy,
 // What the daemon knows of a VRF when it judges.
 struct VrfCondition {
   bool present = true;
-  // The kernel's tables have been read whole.
+  // The kernel's tables have been read whole, the VRF's among them.
   bool synced = true;
   bool routing4 = true;
   bool routing6 = true;

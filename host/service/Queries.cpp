@@ -94,8 +94,9 @@ Queries::Queries(Vrfs& vrfs,
 VrfCondition Queries::condition(const VrfName& name) const {
   const SharedRecords& records = vrfs_.records();
   VrfCondition condition;
-  condition.present = vrfs_.vrf(name) != nullptr;
-  condition.synced = !hooks_.synced || hooks_.synced();
+  const Vrf* vrf = vrfs_.vrf(name);
+  condition.present = vrf != nullptr;
+  condition.synced = (!hooks_.synced || hooks_.synced()) && vrf != nullptr && vrf->managed();
   condition.routing4 =
       routingEnabled<Ipv4Routing>(entityOf<const RoutingInfo>(*records.routing4, name));
   condition.routing6 =
@@ -132,12 +133,16 @@ void Queries::viasTo(Vias& vias, const Vrf& vrf, FecId fec) const {
 }
 
 Told Queries::lookUp(const Vrf& vrf, const IpGenAddr& addr, const Policy& policy) const {
+  Told told;
+  const VrfCondition known = condition(vrf.name());
+  if (!vrf.managed()) {
+    told.view = judge(nullptr, addr.family(), policy, known);
+    return told;
+  }
   const IpGenPrefix prefix = trieOf(vrf, addr.family()).longestMatch(IpGenPrefix::host(addr));
-  VrfCondition known = condition(vrf.name());
   const bool routing = addr.family() == AddressFamily::ipv4 ? known.routing4 : known.routing6;
   const Fib::Route route = prefix && routing ? routeOf(vrf, prefix) : Fib::Route();
   const NexthopStatusEntry entry = entryOf(addr, prefix, route);
-  Told told;
   told.view = judge(&entry, addr.family(), policy, known);
   return told;
 }
@@ -222,7 +227,9 @@ void Queries::explain(const Proto::ExplainRequest& request,
   if (told.view.state == NexthopState::resolved) {
     viasTo(*response.mutable_vias(), asked, told.view.identifier);
   }
-  candidatesTo(response, asked, addr, policy);
+  if (asked.managed()) {
+    candidatesTo(response, asked, addr, policy);
+  }
   historiesTo(*response.mutable_histories(), asked.name(), addr, {});
 }
 

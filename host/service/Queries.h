@@ -1,7 +1,8 @@
 #pragma once
 
 // Queries: the requests that look and change nothing. Each answers from what stands at that moment:
-// routes from the tables, what clients are told from the last commit.
+// routes from the tables, what clients are told from the last commit. The tables of a VRF without a
+// manager have not been read whole: nothing is answered from them.
 //
 // Throws: RequestError.
 

@@ -87,6 +87,22 @@ TEST_F(Query, ResolveJudgesByThePolicyOfTheRequest) {
             "10.0.0.1 failed prefix-too-short");
 }
 
+TEST_F(Query, NothingIsAnsweredFromTablesThatHaveNotBeenReadWhole) {
+  managing = false;
+  start();
+  routeIs("0.0.0.0/0", 12);
+  Proto::ResolveRequest request;
+  request.add_addresses(bytesOf("10.0.0.1"));
+  request.add_addresses(bytesOf("2001:db8::1"));
+  const Proto::ResolveResponse response = ask(&Stub::Resolve, request);
+  EXPECT_EQ(lineOf(response.resolutions(0).status()), "10.0.0.1 unknown resyncing");
+  EXPECT_EQ(response.resolutions(0).vias_size(), 0);
+  EXPECT_EQ(lineOf(response.resolutions(1).status()), "2001:db8::1 unknown resyncing");
+  const Proto::ExplainResponse explained = explain("10.0.0.1");
+  EXPECT_EQ(lineOf(explained.status()), "10.0.0.1 unknown resyncing");
+  EXPECT_THAT(linesOf(explained), IsEmpty());
+}
+
 TEST_F(Query, ExplainShowsEveryCoveringPrefixTheLongestFirst) {
   start();
   routeIs("0.0.0.0/0", 11);
