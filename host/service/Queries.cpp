@@ -111,6 +111,14 @@ Vrf& Queries::vrf(const std::string& name) const {
   throw RequestError(RequestFault::notFound, "vrf", "there is no VRF " + vrfOf(name));
 }
 
+VrfName Queries::registeredVrf(const std::string& name) const {
+  const VrfName asked = vrfOf(name);
+  bool registered = false;
+  table_.walk(
+      [&](const NexthopTable::Group& group) { registered = registered || group.vrf == asked; });
+  return registered ? asked : vrf(name).name();
+}
+
 bool Queries::publishes(const VrfName& name,
                         const Ptr<NexthopResolverForwardingStatus>& forwarding) const {
   const Vrf* present = vrfs_.vrf(name);
@@ -153,7 +161,9 @@ void Queries::resolve(const Proto::ResolveRequest& request,
                       Proto::ResolveResponse& response) const {
   const Vrf& asked = vrf(request.vrf());
   const Policy policy = policyOf(request.policy());
-  for (const IpGenAddr& addr : addressesOf(request.addresses())) {
+  const std::vector<IpGenAddr> addrs = addressesOf(request.addresses());
+  checkPolicy(policy, addrs);
+  for (const IpGenAddr& addr : addrs) {
     Proto::Resolution& resolution = *response.add_resolutions();
     const Told told = lookUp(asked, addr, policy);
     statusTo(*resolution.mutable_status(), addr, told);
@@ -167,10 +177,16 @@ void Queries::resolve(const Proto::ResolveRequest& request,
 Policy Queries::explainedPolicy(const Proto::ExplainRequest& request,
                                 const VrfName& vrf,
                                 const IpGenAddr& addr) const {
-  if (request.has_policy()) {
-    return policyOf(request.policy());
+  const Registrations::Client* client = registrations_.client(request.client());
+  if (client == nullptr && !request.client().empty()) {
+    throw RequestError(RequestFault::notFound, "client", "there is no client " + request.client());
   }
-  if (const Registrations::Client* client = registrations_.client(request.client())) {
+  if (request.has_policy()) {
+    const Policy policy = policyOf(request.policy());
+    checkPolicy(policy, {addr});
+    return policy;
+  }
+  if (client != nullptr) {
     const auto part = client->parts.find(vrf);
     if (part != client->parts.end()) {
       if (const SlotId* id = NexthopTable::find(*part->second.group, addr)) {
@@ -257,7 +273,7 @@ void Queries::historiesTo(Histories& histories,
 void Queries::history(const Proto::HistoryRequest& request,
                       Proto::HistoryResponse& response) const {
   historiesTo(*response.mutable_histories(),
-              vrfOf(request.vrf()),
+              registeredVrf(request.vrf()),
               addressOf(request.address(), "address"),
               request.client());
 }
@@ -265,7 +281,8 @@ void Queries::history(const Proto::HistoryRequest& request,
 void Queries::graph(const Proto::GraphRequest& request, Proto::GraphResponse& response) const {
   const auto limit = static_cast<int>(
       request.limit() == 0 ? mostGraphNexthops : std::min(request.limit(), mostGraphNexthops));
-  const StreamFilter filter{request.client(), request.vrf()};
+  const StreamFilter filter{request.client(),
+                            request.vrf().empty() ? VrfName() : registeredVrf(request.vrf())};
   FecList fecs(*this, response);
   table_.walk([&](const NexthopTable::Group& group) {
     const Vrf* vrf = vrfs_.vrf(group.vrf);

@@ -34,7 +34,7 @@ struct ServiceHooks {
 // What is constant while the daemon runs.
 struct ServiceIdentity {
   std::string version;
-  // Counts the daemon's runs.
+  // Of the daemon's runs; a later one has a greater number.
   std::uint64_t run = 0;
   // Nanoseconds since 1970-01-01T00:00:00Z.
   std::int64_t startedAt = 0;
@@ -58,6 +58,9 @@ class Queries {
   VrfCondition condition(const VrfName& name) const;
   // Throws: RequestError for "vrf" when there is none.
   Vrf& vrf(const std::string& name) const;
+  // The name, unless there is neither such a VRF nor a registration that waits for it. Throws:
+  // RequestError for "vrf".
+  VrfName registeredVrf(const std::string& name) const;
   // True when the VRF is still the one that publishes there.
   bool publishes(const VrfName& name, const Ptr<NexthopResolverForwardingStatus>& forwarding) const;
   void interfaceNameTo(Proto::Via& via) const;
@@ -88,6 +91,7 @@ class Queries {
                     const Vrf& vrf,
                     const IpGenAddr& addr,
                     const Policy& policy) const;
+  // Throws: RequestError for "client" or "policy.minimum_prefix_length".
   Policy explainedPolicy(const Proto::ExplainRequest& request,
                          const VrfName& vrf,
                          const IpGenAddr& addr) const;

@@ -78,6 +78,16 @@ const Registrations::Client* Registrations::client(const String& name) const {
 
 // ---- requests ----------------------------------------------------------------------------------
 
+void checkPolicy(const Policy& policy, const std::vector<IpGenAddr>& addrs) {
+  for (const IpGenAddr& addr : addrs) {
+    if (policy.minimumPrefixLength > addressBits(addr.family())) {
+      throw RequestError(RequestFault::invalid,
+                         "policy.minimum_prefix_length",
+                         "no prefix of " + addr.stringValue() + " is that long");
+    }
+  }
+}
+
 // The client if there is one, which then is the user's.
 Registrations::Client* Registrations::mine(const String& user, const String& name) {
   if (!isName(name)) {
@@ -87,11 +97,6 @@ Registrations::Client* Registrations::mine(const String& user, const String& nam
   }
   const auto found = clients_.find(name);
   if (found == clients_.end()) {
-    if (clients_.size() >= limits_.clients) {
-      throw RequestError(RequestFault::exhausted,
-                         "client",
-                         "there are " + std::to_string(clients_.size()) + " clients already");
-    }
     return nullptr;
   }
   if (found->second.user != user) {
@@ -103,6 +108,11 @@ Registrations::Client* Registrations::mine(const String& user, const String& nam
 Registrations::Client& Registrations::clientIs(const String& user, const String& name) {
   if (Client* present = mine(user, name)) {
     return *present;
+  }
+  if (clients_.size() >= limits_.clients) {
+    throw RequestError(RequestFault::exhausted,
+                       "client",
+                       "there are " + std::to_string(clients_.size()) + " clients already");
   }
   Client& client = clients_[name];
   client.name = name;
@@ -122,13 +132,7 @@ void Registrations::check(const String& user, const RegistrationBatch& batch) {
   if (vrfs_.vrf(batch.vrf) == nullptr) {
     throw RequestError(RequestFault::notFound, "vrf", "there is no VRF " + batch.vrf);
   }
-  for (std::size_t index = 0; index < batch.addrs.size(); ++index) {
-    if (batch.policy.minimumPrefixLength > addressBits(batch.addrs[index].family())) {
-      throw RequestError(RequestFault::invalid,
-                         "policy.minimum_prefix_length",
-                         "no prefix of addresses[" + std::to_string(index) + "] is that long");
-    }
-  }
+  checkPolicy(batch.policy, batch.addrs);
   const Part* part = nullptr;
   if (client != nullptr) {
     const auto found = client->parts.find(batch.vrf);
@@ -140,14 +144,21 @@ void Registrations::check(const String& user, const RegistrationBatch& batch) {
         "kind",
         "the client's nexthops in this VRF have the kind " + readableText(part->group->kind));
   }
-  std::size_t added = batch.addrs.size();
-  if (part != nullptr) {
-    added = static_cast<std::size_t>(
-        std::count_if(batch.addrs.begin(), batch.addrs.end(), [part](const IpGenAddr& addr) {
-          return NexthopTable::find(*part->group, addr) == nullptr;
-        }));
+  checkRoom(batch, part);
+}
+
+void Registrations::checkRoom(const RegistrationBatch& batch, const Part* part) const {
+  // Far from the limit nobody needs to know how many of them are new.
+  if (table_.slots().live() + batch.addrs.size() <= limits_.registrations) {
+    return;
   }
-  if (table_.slots().live() + added > limits_.registrations) {
+  DenseSet<IpGenAddr> added;
+  for (const IpGenAddr& addr : batch.addrs) {
+    if (part == nullptr || NexthopTable::find(*part->group, addr) == nullptr) {
+      added.insert(addr);
+    }
+  }
+  if (table_.slots().live() + added.size() > limits_.registrations) {
     throw RequestError(RequestFault::exhausted,
                        "addresses",
                        "at most " + std::to_string(limits_.registrations) +

@@ -51,6 +51,9 @@ struct RegistrationBatch {
   std::vector<IpGenAddr> addrs;
 };
 
+// That the policy asks for no longer prefix than an address has. Throws: RequestError.
+void checkPolicy(const Policy& policy, const std::vector<IpGenAddr>& addrs);
+
 class Registrations {
  public:
   using Seconds = TimerTask::Seconds;
@@ -113,6 +116,7 @@ class Registrations {
   Client& clientIs(const String& user, const String& name);
   Part& partIs(Client& client, const VrfName& vrf, NexthopStatusFecIdType kind);
   void check(const String& user, const RegistrationBatch& batch);
+  void checkRoom(const RegistrationBatch& batch, const Part* part) const;
   void restorePart(Client& client, const Ptr<NexthopVrfConfig>& config);
   void restorePolicies();
   bool restorePolicy(const String& key, const String& value);

@@ -189,19 +189,29 @@ TEST_F(RegistrationsTest, TheLimitOfNexthopsIsThatOfAllClientsTogether) {
   EXPECT_EQ(table.slots().live(), 4U);
 }
 
+TEST_F(RegistrationsTest, AnAddressThatComesTwiceInARequestCountsOnceAgainstTheLimit) {
+  const std::vector<std::string> six(6, "10.0.0.1");
+  registrations.add("alice", batch("bgp", {"10.0.0.2", "10.0.0.3", "10.0.0.4", "10.0.0.5"}));
+  registrations.add("alice", batch("ospf", {"10.0.0.2", "10.0.0.3", "10.0.0.4", "10.0.0.5"}));
+  EXPECT_EQ(registrations.add("alice", batch("bgp", six)), 1U);
+  EXPECT_EQ(registrations.add("alice", batch("ospf", six)), 1U);
+  EXPECT_EQ(registrations.add("alice", batch("bgp", six)), 0U);
+}
+
 TEST_F(RegistrationsTest, TheNumberOfClientsIsLimited) {
   for (const char* name : {"a", "b", "c"}) {
     registrations.add("alice", batch(name, {"10.0.0.1"}));
   }
   EXPECT_EQ(fault([&] { registrations.add("alice", batch("d", {"10.0.0.1"})); }),
             "client: there are 3 clients already");
+  EXPECT_EQ(registrations.remove("alice", batch("d", {"10.0.0.1"})), 0U);
 }
 
 TEST_F(RegistrationsTest, ARequestThatIsWrongInOnePlaceChangesNothing) {
   RegistrationBatch wrong = batch("bgp", {"2001:db8::1", "10.0.0.1"});
   wrong.policy.minimumPrefixLength = 64;
   EXPECT_EQ(fault([&] { registrations.add("alice", wrong); }),
-            "policy.minimum_prefix_length: no prefix of addresses[1] is that long");
+            "policy.minimum_prefix_length: no prefix of 10.0.0.1 is that long");
   RegistrationBatch elsewhere = batch("bgp", {"10.0.0.1"});
   elsewhere.vrf = "red";
   EXPECT_EQ(fault([&] { registrations.add("alice", elsewhere); }), "vrf: there is no VRF red");

@@ -42,7 +42,7 @@ const std::vector<BadRequest> badRequests{
     {"PrefixLengthOfTheOtherFamily",
      [](auto& request) { request.mutable_policy()->set_minimum_prefix_length(64); },
      grpc::StatusCode::INVALID_ARGUMENT,
-     "policy.minimum_prefix_length: no prefix of addresses[0] is that long"},
+     "policy.minimum_prefix_length: no prefix of 10.0.0.1 is that long"},
     {"OverTheLimitOfRegistrations",
      [](auto& request) {
        for (std::uint32_t index = 0; index < 10; ++index) {
@@ -84,7 +84,108 @@ INSTANTIATE_TEST_SUITE_P(Rows, Refused, ::testing::ValuesIn(badRequests), [](con
   return std::string(row.param.name);
 });
 
+// What of the other requests is refused: of each a good one, spoilt in one place.
+using Stub = Proto::Nexthops::Stub;
+
+template <class Request, class Response>
+std::function<grpc::Status(Stub& stub)> call(grpc::Status (Stub::*method)(grpc::ClientContext*,
+                                                                          const Request&,
+                                                                          Response*),
+                                             const std::function<void(Request& request)>& spoil) {
+  return [method, spoil](Stub& stub) {
+    grpc::ClientContext context;
+    Request request;
+    if constexpr (requires { request.set_address(""); }) {
+      request.set_address(bytesOf("10.0.0.1"));
+    } else if constexpr (requires { request.add_addresses(""); }) {
+      request.add_addresses(bytesOf("10.0.0.1"));
+    }
+    spoil(request);
+    Response response;
+    return (stub.*method)(&context, request, &response);
+  };
+}
+
+struct BadCall {
+  const char* name;
+  std::function<grpc::Status(Stub& stub)> call;
+  grpc::StatusCode code;
+  const char* told;
+};
+
+const std::vector<BadCall> badCalls{
+    {"ResolveInAnUnknownVrf",
+     call<Proto::ResolveRequest>(&Stub::Resolve, [](auto& request) { request.set_vrf("red"); }),
+     grpc::StatusCode::NOT_FOUND,
+     "vrf: there is no VRF red"},
+    {"ResolveOfAnAddressOfFiveBytes",
+     call<Proto::ResolveRequest>(&Stub::Resolve,
+                                 [](auto& request) { request.add_addresses("12345"); }),
+     grpc::StatusCode::INVALID_ARGUMENT,
+     "addresses[1]: an address has 4 or 16 bytes, not 5"},
+    {"ResolveWithThePrefixLengthOfTheOtherFamily",
+     call<Proto::ResolveRequest>(
+         &Stub::Resolve,
+         [](auto& request) { request.mutable_policy()->set_minimum_prefix_length(33); }),
+     grpc::StatusCode::INVALID_ARGUMENT,
+     "policy.minimum_prefix_length: no prefix of 10.0.0.1 is that long"},
+    {"ExplainWithThePrefixLengthOfTheOtherFamily",
+     call<Proto::ExplainRequest>(
+         &Stub::Explain,
+         [](auto& request) { request.mutable_policy()->set_minimum_prefix_length(33); }),
+     grpc::StatusCode::INVALID_ARGUMENT,
+     "policy.minimum_prefix_length: no prefix of 10.0.0.1 is that long"},
+    {"ExplainOfNoAddress",
+     call<Proto::ExplainRequest>(&Stub::Explain, [](auto& request) { request.clear_address(); }),
+     grpc::StatusCode::INVALID_ARGUMENT,
+     "address: an address has 4 or 16 bytes, not 0"},
+    {"ExplainForAnUnknownClient",
+     call<Proto::ExplainRequest>(&Stub::Explain, [](auto& request) { request.set_client("bgp"); }),
+     grpc::StatusCode::NOT_FOUND,
+     "client: there is no client bgp"},
+    {"HistoryInAnUnknownVrf",
+     call<Proto::HistoryRequest>(&Stub::History, [](auto& request) { request.set_vrf("red"); }),
+     grpc::StatusCode::NOT_FOUND,
+     "vrf: there is no VRF red"},
+    {"GraphOfAnUnknownVrf",
+     call<Proto::GraphRequest>(&Stub::Graph, [](auto& request) { request.set_vrf("red"); }),
+     grpc::StatusCode::NOT_FOUND,
+     "vrf: there is no VRF red"},
+    {"UnregisterOfNoName",
+     call<Proto::UnregisterRequest>(&Stub::Unregister, [](auto& /*request*/) {}),
+     grpc::StatusCode::INVALID_ARGUMENT,
+     "client: a client's name is 1 to 64 letters, digits, '-', '_' and '.'"},
+};
+
+class RefusedCall : public ServiceFixture, public ::testing::WithParamInterface<BadCall> {};
+
+TEST_P(RefusedCall, IsToldTheField) {
+  start();
+  const auto stub = connect();
+  const grpc::Status status = GetParam().call(*stub);
+  EXPECT_EQ(status.error_code(), GetParam().code);
+  EXPECT_EQ(badField(status), GetParam().told);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, RefusedCall, ::testing::ValuesIn(badCalls), [](const auto& row) {
+  return std::string(row.param.name);
+});
+
 class Requests : public ServiceFixture {};
+
+TEST_F(Requests, TheHistoryInAVrfThatHasGoneIsTold) {
+  start();
+  const auto stub = connect();
+  ASSERT_TRUE(registerAll(*stub, registration("bgp", {"10.0.0.1"})).ok());
+  onLoop([this] { vrfs->vrfDel("default"); });
+  Proto::HistoryRequest request;
+  request.set_address(bytesOf("10.0.0.1"));
+  Proto::HistoryResponse response;
+  grpc::ClientContext context;
+  ASSERT_TRUE(stub->History(&context, request, &response).ok());
+  ASSERT_EQ(response.histories_size(), 1);
+  EXPECT_EQ(lineOf(response.histories(0).status()), "10.0.0.1 unknown vrf-gone");
+}
 
 TEST_F(Requests, AllTogetherWithAddressesIsRefused) {
   start();
