@@ -36,7 +36,6 @@
 
 #include "tests/support/Allocations.h"
 #include "tests/support/StoryRun.h"
-#include "tests/support/VrfInvariants.h"
 #include "tools/nexthop-replay/Shows.h"
 
 namespace Routing::Support {
@@ -64,7 +63,7 @@ enum class Ending : int { notReached = 40, left, ended, absorbed, fault };
 }
 
 void requireInvariants(StoryRun& run, const String& when) {
-  for (const String& violation : invariantViolations(run.world())) {
+  for (const String& violation : run.violations()) {
     fault(when + ": " + violation);
   }
 }
@@ -118,6 +117,7 @@ class Host {
     const String word = commandWord(command);
     if (recovery_ == Recovery::newManagers) {
       run_.dropManagers();
+      run_.watchInvariants();
       if (word != "manager-del") {
         run_.makeManagers(managed);
       }
@@ -151,6 +151,7 @@ struct Attempt {
       host.run().dropManagers();
     }
     host.run().settle(attempt.end.served);
+    requireInvariants(host.run(), "at the end");
     if (standingState(host.run().world()) != attempt.end.state) {
       fault("the story ends in another state");
     }

@@ -19,7 +19,6 @@
 #include "tests/fault/SharedRecords.h"
 #include "tests/support/RecordFollower.h"
 #include "tests/support/StoryRun.h"
-#include "tests/support/VrfInvariants.h"
 
 namespace Routing::Support {
 
@@ -69,6 +68,7 @@ class Continuation {
  public:
   Continuation(const Story& story, const Cut& cut, const std::set<VrfName>& served)
       : follower_(run_.world(), [this](const RecordFollower::Write& write) { judge(write); }) {
+    run_.watchInvariants();
     for (std::size_t at = 0; at <= cut.command; ++at) {
       if (changesTables(commandWord(story.commands[at]))) {
         run_.execute(story.commands[at]);
@@ -78,30 +78,24 @@ class Continuation {
     const auto identifiers = cut.left.counterIdentifiers();
     old_.insert(identifiers.begin(), identifiers.end());
     run_.makeManagers(cut.managed);
-    judgeInvariants("the start");
     for (std::size_t at = cut.command; at < story.commands.size(); ++at) {
       const String& command = story.commands[at];
       const String word = commandWord(command);
       const bool done = at == cut.command && (changesTables(word) || word == "manager-del");
       if (!done && !(word == "manager-del" && run_.managed().empty())) {
         run_.execute(command);
-        judgeInvariants(command);
       }
     }
     run_.settle(served);
-    judgeInvariants("the cleanup");
+    for (const String& violation : run_.violations()) {
+      violations.push_back(violation);
+    }
   }
 
   std::vector<String> violations;
   std::vector<String> end() { return standingState(run_.world()); }
 
  private:
-  void judgeInvariants(const String& after) {
-    for (const String& violation : invariantViolations(run_.world())) {
-      violations.push_back("after " + after + ": " + violation);
-    }
-  }
-
   // An old record may go; while it stands nobody writes it, because that would say that its
   // identifier was handed out again.
   void judge(const RecordFollower::Write& write) {

@@ -1,5 +1,7 @@
 #include "tests/invariant/IdentifierInvariants.h"
 
+#include <exception>
+#include <optional>
 #include <string>
 
 namespace Routing::Support {
@@ -11,7 +13,7 @@ using Kind = OutputEvent::Kind;
 bool isReserved(std::uint64_t resolverId) { return resolverId <= 3; }
 std::uint64_t counterOf(std::uint64_t resolverId) { return resolverId & 0x00ffffffffffffff; }
 
-bool isPublished(const LiveWorld& world, const VrfName& vrf, std::uint64_t resolverId) {
+bool isPublished(const ObservedWorld& world, const VrfName& vrf, std::uint64_t resolverId) {
   const auto records = world.forwarding(vrf);
   return records && records->nexthopResolverIdViaHas(ResolverId(resolverId));
 }
@@ -34,34 +36,72 @@ bool sameVias(const NexthopResolverIdVia& record, const FibGen::Fec& fec) {
   return true;
 }
 
-bool startsARun(const Operation& operation) { return operation.kind == Operation::Kind::manager; }
+// Nothing when it cannot be read.
+std::optional<FibGen::Fec> readFec(const ObservedWorld& world, FecId fecId) {
+  try {
+    return world.fecs().fec(fecId);
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+bool isAbsent(const FibGen::Fec& fec) { return fec.isEq(FibGen::Fec(0)); }
+
+// Whether the record of the identifier is published with the vias that its FEC has now.
+bool hasItsVias(const ObservedWorld& world,
+                const VrfName& vrf,
+                FecId fecId,
+                ResolverId identifier) {
+  const auto records = world.forwarding(vrf);
+  const auto* const record = records ? records->nexthopResolverIdVia().find(identifier) : nullptr;
+  const auto fec = readFec(world, fecId);
+  return record != nullptr && (!fec || sameVias(*record, *fec));
+}
 
 }  // namespace
 
-String ReferencedPresentFecHasOneIdentifierWithItsVias::afterStep(
-    const NexthopResolverManagerSm& manager,
-    const LiveWorld& world) {
-  const auto& map = manager.fecIdToResolverId()->fecIdToResolverIdMap();
-  const auto records = world.forwarding(manager.vrfName());
-  std::size_t served = 0;
-  const auto& references = manager.fecIdToClientHop()->fecIdRef();
-  for (auto cursor = references.cursor(); !cursor.atEnd(); cursor.next()) {
-    const FibGen::Fec fec = world.fecs().fec(cursor.key());
-    if (fec.isEq(FibGen::Fec(0))) {
-      continue;
-    }
-    ++served;
-    const auto* const identifier = map.find(cursor.key());
-    const NexthopResolverIdVia* const record =
-        identifier == nullptr ? nullptr : records->nexthopResolverIdVia().find(identifier->value);
-    if (record == nullptr || !sameVias(*record, fec)) {
-      return "FEC " + std::to_string(cursor.key());
+// A record is written again when its FEC changes, and the first time before the map tells of it.
+String ReferencedPresentFecHasOneIdentifierWithItsVias::duringDelivery(const ObservedWorld& world,
+                                                                       const OutputEvent& event) {
+  const auto manager = world.managerOf(event.vrf);
+  if (!manager || (event.kind != Kind::map && event.kind != Kind::forwarding)) {
+    return {};
+  }
+  const std::uint64_t identifier = event.kind == Kind::map ? event.value : event.id;
+  const auto& map = manager->fecIdToResolverId()->fecIdToResolverIdMap();
+  for (auto cursor = map.cursor(); !cursor.atEnd(); cursor.next()) {
+    if (cursor.member().value.value() == identifier &&
+        !hasItsVias(world, event.vrf, cursor.key(), cursor.member().value)) {
+      return event.text();
     }
   }
-  return served == map.size() ? String() : "a FEC that is not referenced or not present";
+  return {};
 }
 
-String IdentifierMapIsInjective::duringDelivery(const LiveWorld& world, const OutputEvent& event) {
+String ReferencedPresentFecHasOneIdentifierWithItsVias::afterStep(
+    const NexthopResolverManagerSm& manager,
+    const ObservedWorld& world) {
+  const auto& map = manager.fecIdToResolverId()->fecIdToResolverIdMap();
+  const auto& references = manager.fecIdToClientHop()->fecIdRef();
+  for (auto cursor = references.cursor(); !cursor.atEnd(); cursor.next()) {
+    const auto fec = readFec(world, cursor.key());
+    if (fec && !isAbsent(*fec) && !map.has(cursor.key())) {
+      return "FEC " + std::to_string(cursor.key()) + " has none";
+    }
+  }
+  for (auto cursor = map.cursor(); !cursor.atEnd(); cursor.next()) {
+    const FecId fecId = cursor.key();
+    const auto fec = readFec(world, fecId);
+    const bool wanted = references.has(fecId) && !(fec && isAbsent(*fec));
+    if (!wanted || !hasItsVias(world, manager.vrfName(), fecId, cursor.member().value)) {
+      return "FEC " + std::to_string(fecId);
+    }
+  }
+  return {};
+}
+
+String IdentifierMapIsInjective::duringDelivery(const ObservedWorld& world,
+                                                const OutputEvent& event) {
   const auto manager = world.managerOf(event.vrf);
   if (event.kind != Kind::map || !manager) {
     return {};
@@ -75,16 +115,13 @@ String IdentifierMapIsInjective::duringDelivery(const LiveWorld& world, const Ou
   return {};
 }
 
-void CounterValuesOfARunOnlyIncrease::beforeStep(const LiveWorld& /*world*/,
-                                                 const Operation& operation) {
-  if (startsARun(operation)) {
-    runs_.erase(operation.vrfName());
-  }
+void CounterValuesOfARunOnlyIncrease::beforeStep(const ObservedWorld& /*world*/, const Step& step) {
+  runs_.erase(step.start);
 }
 
 // A record appears in the order of allocation; a map entry may be told after those that its own
 // appearance has caused.
-String CounterValuesOfARunOnlyIncrease::duringDelivery(const LiveWorld& world,
+String CounterValuesOfARunOnlyIncrease::duringDelivery(const ObservedWorld& world,
                                                        const OutputEvent& event) {
   if (isReserved(event.id) || !world.managerOf(event.vrf)) {
     return {};
@@ -101,20 +138,24 @@ String CounterValuesOfARunOnlyIncrease::duringDelivery(const LiveWorld& world,
   return larger ? String() : event.text();
 }
 
-String InformationBitsAreThoseOfTheFec::duringDelivery(const LiveWorld& /*world*/,
+String InformationBitsAreThoseOfTheFec::duringDelivery(const ObservedWorld& /*world*/,
                                                        const OutputEvent& event) {
   const bool same = event.value >> 56U == event.id >> 56U;
   return event.kind != Kind::map || same ? String() : event.text();
 }
 
-void RecordComesBeforeAndGoesBeforeTheMapEntry::beforeStep(const LiveWorld& /*world*/,
-                                                           const Operation& operation) {
-  if (startsARun(operation)) {
-    known_.erase(operation.vrfName());
-  }
+String ReservedFecIdIsItsOwnIdentifier::duringDelivery(const ObservedWorld& /*world*/,
+                                                       const OutputEvent& event) {
+  const bool either = isReserved(event.id) || isReserved(event.value);
+  return event.kind != Kind::map || !either || event.id == event.value ? String() : event.text();
 }
 
-String RecordComesBeforeAndGoesBeforeTheMapEntry::duringDelivery(const LiveWorld& world,
+void RecordComesBeforeAndGoesBeforeTheMapEntry::beforeStep(const ObservedWorld& /*world*/,
+                                                           const Step& step) {
+  known_.erase(step.start);
+}
+
+String RecordComesBeforeAndGoesBeforeTheMapEntry::duringDelivery(const ObservedWorld& world,
                                                                  const OutputEvent& event) {
   std::map<FecId, std::uint64_t>& known = known_[event.vrf];
   if (event.kind == Kind::map) {
@@ -131,7 +172,7 @@ String RecordComesBeforeAndGoesBeforeTheMapEntry::duringDelivery(const LiveWorld
   return gone ? String() : event.text();
 }
 
-String ContextIsWrittenBeforeTheRecord::duringDelivery(const LiveWorld& world,
+String ContextIsWrittenBeforeTheRecord::duringDelivery(const ObservedWorld& world,
                                                        const OutputEvent& event) {
   if (event.kind == Kind::forwardingDel) {
     published_.erase({event.vrf, event.id});
@@ -139,26 +180,26 @@ String ContextIsWrittenBeforeTheRecord::duringDelivery(const LiveWorld& world,
   if (event.kind != Kind::forwarding || !published_.insert({event.vrf, event.id}).second) {
     return {};
   }
-  const LiveVrf& vrf = world.vrfs().at(event.vrf);
   const bool past =
-      !vrf.manager || vrf.context->firstUnAllocatedNexthopResolverId() == counterOf(event.id) + 1;
+      !world.managerOf(event.vrf) ||
+      world.contextOf(event.vrf)->firstUnAllocatedNexthopResolverId() == counterOf(event.id) + 1;
   return past ? String() : event.text();
 }
 
-void UnreferencedFecCausesNoEvent::beforeStep(const LiveWorld& world, const Operation& operation) {
+void UnreferencedFecCausesNoEvent::beforeStep(const ObservedWorld& world, const Step& step) {
   silent_.clear();
-  if (operation.kind != Operation::Kind::fec && operation.kind != Operation::Kind::fecDel &&
-      operation.kind != Operation::Kind::announceFec) {
+  if (!step.fec) {
     return;
   }
-  for (const auto& [vrf, of] : world.vrfs()) {
-    if (!of.manager || !of.manager->fecIdToClientHop()->fecIdRef(operation.fecId())) {
+  for (const VrfName& vrf : world.vrfNames()) {
+    const auto manager = world.managerOf(vrf);
+    if (!manager || !manager->fecIdToClientHop()->fecIdRef().has(*step.fec)) {
       silent_.insert(vrf);
     }
   }
 }
 
-String UnreferencedFecCausesNoEvent::duringDelivery(const LiveWorld& /*world*/,
+String UnreferencedFecCausesNoEvent::duringDelivery(const ObservedWorld& /*world*/,
                                                     const OutputEvent& event) {
   return silent_.count(event.vrf) == 0 ? String() : event.text();
 }

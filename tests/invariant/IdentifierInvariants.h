@@ -16,13 +16,15 @@ class ReferencedPresentFecHasOneIdentifierWithItsVias final : public Invariant {
   const char* statement() const noexcept override {
     return "exactly the referenced and present FECs have an identifier, published with their vias";
   }
-  String afterStep(const NexthopResolverManagerSm& manager, const LiveWorld& world) override;
+  bool holdsAfterAFailedRead() const noexcept override { return false; }
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
+  String afterStep(const NexthopResolverManagerSm& manager, const ObservedWorld& world) override;
 };
 
 class IdentifierMapIsInjective final : public Invariant {
  public:
   const char* statement() const noexcept override { return "no two FECs have one identifier"; }
-  String duringDelivery(const LiveWorld& world, const OutputEvent& event) override;
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
 };
 
 class CounterValuesOfARunOnlyIncrease final : public Invariant {
@@ -30,8 +32,8 @@ class CounterValuesOfARunOnlyIncrease final : public Invariant {
   const char* statement() const noexcept override {
     return "the counter values of a run strictly increase and are never used again";
   }
-  void beforeStep(const LiveWorld& world, const Operation& operation) override;
-  String duringDelivery(const LiveWorld& world, const OutputEvent& event) override;
+  void beforeStep(const ObservedWorld& world, const Step& step) override;
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
 
  private:
   // What a run has published by now, and its largest counter value so far.
@@ -47,7 +49,15 @@ class InformationBitsAreThoseOfTheFec final : public Invariant {
   const char* statement() const noexcept override {
     return "the top 8 bits of an identifier equal its FecId's";
   }
-  String duringDelivery(const LiveWorld& world, const OutputEvent& event) override;
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
+};
+
+class ReservedFecIdIsItsOwnIdentifier final : public Invariant {
+ public:
+  const char* statement() const noexcept override {
+    return "a reserved FecId is its own identifier, and no other FEC has it";
+  }
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
 };
 
 class RecordComesBeforeAndGoesBeforeTheMapEntry final : public Invariant {
@@ -55,8 +65,8 @@ class RecordComesBeforeAndGoesBeforeTheMapEntry final : public Invariant {
   const char* statement() const noexcept override {
     return "at a map entry's appearance its record is there, at its removal the record is gone";
   }
-  void beforeStep(const LiveWorld& world, const Operation& operation) override;
-  String duringDelivery(const LiveWorld& world, const OutputEvent& event) override;
+  void beforeStep(const ObservedWorld& world, const Step& step) override;
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
 
  private:
   std::map<VrfName, std::map<FecId, std::uint64_t>> known_;
@@ -67,7 +77,7 @@ class ContextIsWrittenBeforeTheRecord final : public Invariant {
   const char* statement() const noexcept override {
     return "the context is past an identifier when its record appears";
   }
-  String duringDelivery(const LiveWorld& world, const OutputEvent& event) override;
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
 
  private:
   std::set<std::pair<VrfName, std::uint64_t>> published_;
@@ -78,8 +88,8 @@ class UnreferencedFecCausesNoEvent final : public Invariant {
   const char* statement() const noexcept override {
     return "a change of a FEC that nobody references causes no event at all";
   }
-  void beforeStep(const LiveWorld& world, const Operation& operation) override;
-  String duringDelivery(const LiveWorld& world, const OutputEvent& event) override;
+  void beforeStep(const ObservedWorld& world, const Step& step) override;
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
 
  private:
   // VRFs where what happens now is none of their business.

@@ -4,6 +4,10 @@
 // they hold whatever notifications its writers have missed. FecId 0 is what the index takes for "no
 // FEC": a reference to it is one that the index does not find again.
 
+#include <map>
+#include <optional>
+#include <utility>
+
 #include "tests/invariant/Invariant.h"
 
 namespace Routing::Support {
@@ -15,8 +19,13 @@ class KeyMapsToFecExactlyWhenClientRecordHoldsNexthop final : public Invariant {
   }
   bool holdsAfterMissedNotifications() const noexcept override { return true; }
   bool holdsWithFecZero() const noexcept override { return false; }
-  String duringDelivery(const LiveWorld& world, const OutputEvent& event) override;
-  String afterStep(const NexthopResolverManagerSm& manager, const LiveWorld& world) override;
+  void beforeStep(const ObservedWorld& world, const Step& step) override;
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
+  String afterStep(const NexthopResolverManagerSm& manager, const ObservedWorld& world) override;
+
+ private:
+  // The FEC that each key was last told to map to.
+  std::map<VrfName, std::map<std::pair<String, IpGenAddr>, FecId>> told_;
 };
 
 class ClientNexthopIsUnderAtMostOneFec final : public Invariant {
@@ -26,18 +35,24 @@ class ClientNexthopIsUnderAtMostOneFec final : public Invariant {
   }
   bool holdsAfterMissedNotifications() const noexcept override { return true; }
   bool holdsWithFecZero() const noexcept override { return false; }
-  String duringDelivery(const LiveWorld& world, const OutputEvent& event) override;
-  String afterStep(const NexthopResolverManagerSm& manager, const LiveWorld& world) override;
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
+  String afterStep(const NexthopResolverManagerSm& manager, const ObservedWorld& world) override;
 };
 
 class NoReferenceRecordIsEmpty final : public Invariant {
  public:
   const char* statement() const noexcept override {
-    return "no FEC record is without client, no client record without nexthop";
+    return "no FEC record is without client, no client record without nexthop, but while it comes "
+           "or goes";
   }
   bool holdsAfterMissedNotifications() const noexcept override { return true; }
-  String duringDelivery(const LiveWorld& world, const OutputEvent& event) override;
-  String afterStep(const NexthopResolverManagerSm& manager, const LiveWorld& world) override;
+  void beforeStep(const ObservedWorld& world, const Step& step) override;
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
+  String afterStep(const NexthopResolverManagerSm& manager, const ObservedWorld& world) override;
+
+ private:
+  // The FEC record of which only reactions to its appearance have been told.
+  std::optional<std::pair<VrfName, FecId>> appearing_;
 };
 
 }  // namespace Routing::Support

@@ -10,6 +10,7 @@
 #include "tests/invariant/IndexInvariants.h"
 #include "tests/invariant/Lifetime.h"
 #include "tests/invariant/StatusInvariants.h"
+#include "tests/property/LiveWorld.h"
 #include "tests/support/Addresses.h"
 #include "tests/support/Allocations.h"
 
@@ -85,6 +86,20 @@ TEST_F(InvariantTest, AKeyThatIsToldOfAnotherFecIsNoticed) {
       {.kind = Kind::key, .vrf = "v1", .client = "c", .addr = nexthop, .id = 5}));
 }
 
+TEST_F(InvariantTest, AKeyThatIsGoneWhileItsReferenceStaysIsNoticed) {
+  KeyMapsToFecExactlyWhenClientRecordHoldsNexthop checker;
+  const OutputEvent appears{.kind = Kind::key,
+                            .vrf = "v1",
+                            .client = "c",
+                            .addr = nexthop,
+                            .id = fecId};
+  EXPECT_EQ(checker.duringDelivery(world, appears), "");
+  EXPECT_NE(
+      checker.duringDelivery(world,
+                             {.kind = Kind::keyDel, .vrf = "v1", .client = "c", .addr = nexthop}),
+      "");
+}
+
 TEST_F(InvariantTest, ANexthopUnderTwoFecsIsNoticed) {
   index().fecIdRefIs(5)->updateClientRef("c", nexthop, true);
   EXPECT_FALSE(holds<ClientNexthopIsUnderAtMostOneFec>());
@@ -99,9 +114,25 @@ TEST_F(InvariantTest, AFecRecordWithoutClientIsNoticed) {
       {.kind = Kind::status, .vrf = "v1", .client = "c", .addr = nexthop}));
 }
 
+TEST_F(InvariantTest, AFecRecordWithoutClientMayOnlyBeAppearing) {
+  index().fecIdRefIs(5);
+  NoReferenceRecordIsEmpty checker;
+  const OutputEvent reaction{.kind = Kind::map, .vrf = "v1", .id = 5, .value = 5};
+  const OutputEvent appears{.kind = Kind::reference, .vrf = "v1", .id = 5};
+  EXPECT_EQ(checker.duringDelivery(world, reaction), "");
+  EXPECT_EQ(checker.duringDelivery(world, appears), "");
+  EXPECT_EQ(checker.duringDelivery(world, reaction), "");
+  index().fecIdRef(5)->updateClientRef("c", addr("10.0.0.2"), true);
+  EXPECT_NE(checker.duringDelivery(world, reaction), "");
+}
+
 TEST_F(InvariantTest, AClientRecordWithoutNexthopIsNoticed) {
   index().fecIdRef(fecId)->clientRefIs("b");
   EXPECT_FALSE(holds<NoReferenceRecordIsEmpty>());
+  EXPECT_TRUE(holdsDuring<NoReferenceRecordIsEmpty>(
+      {.kind = Kind::clientReference, .vrf = "v1", .client = "b", .id = fecId}));
+  EXPECT_FALSE(holdsDuring<NoReferenceRecordIsEmpty>(
+      {.kind = Kind::clientReference, .vrf = "v1", .client = "c", .id = fecId}));
 }
 
 // ---- identifiers ----
@@ -116,6 +147,12 @@ TEST_F(InvariantTest, ARecordWithOtherViasIsNoticed) {
   record.nexthopResolverViaIs({IntfId{1}, nexthop});
   world.forwarding("v1")->nexthopResolverIdViaIs(record);
   EXPECT_FALSE(holds<ReferencedPresentFecHasOneIdentifierWithItsVias>());
+}
+
+TEST_F(InvariantTest, AMapEntryThatIsToldBeforeItsViasIsNoticed) {
+  world.forwarding("v1")->nexthopResolverIdViaDel(ResolverId(resolverId));
+  EXPECT_FALSE(holdsDuring<ReferencedPresentFecHasOneIdentifierWithItsVias>(
+      {.kind = Kind::map, .vrf = "v1", .id = fecId, .value = resolverId}));
 }
 
 TEST_F(InvariantTest, AnIdentifierOfAFecThatIsNotReferencedIsNoticed) {
@@ -154,6 +191,16 @@ TEST_F(InvariantTest, InformationBitsOfAnotherFecAreNoticed) {
       {.kind = Kind::map, .vrf = "v1", .id = fecId, .value = 0x1200000000000004}));
 }
 
+TEST_F(InvariantTest, AReservedFecIdWithAnotherIdentifierIsNoticed) {
+  const auto holdsFor = [this](std::uint64_t fec, std::uint64_t identifier) {
+    return holdsDuring<ReservedFecIdIsItsOwnIdentifier>(
+        {.kind = Kind::map, .vrf = "v1", .id = fec, .value = identifier});
+  };
+  EXPECT_TRUE(holdsFor(3, 3));
+  EXPECT_FALSE(holdsFor(3, resolverId));
+  EXPECT_FALSE(holdsFor(fecId, 3));
+}
+
 TEST_F(InvariantTest, AMapEntryWithoutRecordIsNoticed) {
   EXPECT_FALSE(holdsDuring<RecordComesBeforeAndGoesBeforeTheMapEntry>(
       {.kind = Kind::map, .vrf = "v1", .id = 5, .value = resolverId + 1}));
@@ -173,10 +220,9 @@ TEST_F(InvariantTest, ARecordAheadOfTheContextIsNoticed) {
 
 TEST_F(InvariantTest, AnEventForAFecThatNobodyReferencesIsNoticed) {
   UnreferencedFecCausesNoEvent checker;
-  // FEC 5 is the fifth of the universe.
-  checker.beforeStep(world, {.kind = Operation::Kind::fec, .fec = 4});
+  checker.beforeStep(world, {.fec = 5});
   EXPECT_NE(checker.duringDelivery(world, {.kind = Kind::forwarding, .vrf = "v1", .id = 9}), "");
-  checker.beforeStep(world, {.kind = Operation::Kind::fec, .fec = 5});
+  checker.beforeStep(world, {.fec = fecId});
   EXPECT_EQ(checker.duringDelivery(world, {.kind = Kind::forwarding, .vrf = "v1", .id = 9}), "");
 }
 
@@ -185,6 +231,8 @@ TEST_F(InvariantTest, AnEventForAFecThatNobodyReferencesIsNoticed) {
 TEST_F(InvariantTest, AQueuedNexthopWithoutScheduleIsNoticed) {
   resolver().reviewNexthopIs(nexthop);
   EXPECT_FALSE(holds<ReviewSetHasMembersExactlyWhileTheTaskIsScheduled>());
+  EXPECT_FALSE(holdsDuring<ReviewSetHasMembersExactlyWhileTheTaskIsScheduled>(
+      {.kind = Kind::status, .vrf = "v1", .client = "c", .addr = nexthop}));
 }
 
 TEST_F(InvariantTest, AScheduleWithoutQueuedNexthopIsNoticed) {
@@ -209,7 +257,7 @@ TEST_F(InvariantTest, AnEntryOfAnUnconfiguredNexthopIsNoticed) {
 
 TEST_F(InvariantTest, AStatusOfAnotherVrfIsNoticed) {
   StatusOfOtherVrfsIsNotTouched checker;
-  checker.beforeStep(world, {.kind = Operation::Kind::route, .vrf = 0});
+  checker.beforeStep(world, {.vrf = "v1"});
   EXPECT_EQ(checker.duringDelivery(world, {.kind = Kind::status, .vrf = "v1"}), "");
   EXPECT_NE(checker.duringDelivery(world, {.kind = Kind::status, .vrf = "v2"}), "");
 }
@@ -225,6 +273,11 @@ TEST_F(InvariantTest, AMissingResolverIsNoticed) {
   world.status("b", true);
   world.configVrf("b", "v1", NexthopStatusFecIdType::fibFecId);
   EXPECT_FALSE(holds<ResolverExistsExactlyWhileConfiguredWithStatus>());
+}
+
+TEST_F(InvariantTest, AnEntryOfAClientWithoutResolverIsNoticed) {
+  EXPECT_FALSE(holdsDuring<ResolverExistsExactlyWhileConfiguredWithStatus>(
+      {.kind = Kind::status, .vrf = "v1", .client = "b", .addr = nexthop}));
 }
 
 // ---- lifetimes ----

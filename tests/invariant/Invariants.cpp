@@ -13,6 +13,7 @@ std::vector<std::unique_ptr<Invariant>> allInvariants() {
   all.push_back(std::make_unique<IdentifierMapIsInjective>());
   all.push_back(std::make_unique<CounterValuesOfARunOnlyIncrease>());
   all.push_back(std::make_unique<InformationBitsAreThoseOfTheFec>());
+  all.push_back(std::make_unique<ReservedFecIdIsItsOwnIdentifier>());
   all.push_back(std::make_unique<RecordComesBeforeAndGoesBeforeTheMapEntry>());
   all.push_back(std::make_unique<ContextIsWrittenBeforeTheRecord>());
   all.push_back(std::make_unique<UnreferencedFecCausesNoEvent>());

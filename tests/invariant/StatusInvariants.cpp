@@ -23,13 +23,24 @@ String firstFailing(const NexthopResolverManagerSm& manager, Test test) {
 
 String ReviewSetHasMembersExactlyWhileTheTaskIsScheduled::afterStep(
     const NexthopResolverManagerSm& manager,
-    const LiveWorld& /*world*/) {
+    const ObservedWorld& /*world*/) {
   return firstFailing(manager, [](const NexthopResolverSm& resolver) {
     return resolver.reviewNexthopTask()->taskIsRunnable() != resolver.reviewNexthop().empty();
   });
 }
 
-String FailedEntrySaysNothingElse::duringDelivery(const LiveWorld& /*world*/,
+// A task that runs takes its members out one by one and is scheduled again at its end.
+String ReviewSetHasMembersExactlyWhileTheTaskIsScheduled::duringDelivery(const ObservedWorld& world,
+                                                                         const OutputEvent& event) {
+  const Ptr<NexthopResolverManagerSm> manager = world.managerOf(event.vrf);
+  const Task* const running = world.scheduler().runningTask();
+  return !manager ? String() : firstFailing(*manager, [&](const NexthopResolverSm& resolver) {
+    return resolver.reviewNexthopTask().get() == running ||
+           resolver.reviewNexthopTask()->taskIsRunnable() != resolver.reviewNexthop().empty();
+  });
+}
+
+String FailedEntrySaysNothingElse::duringDelivery(const ObservedWorld& /*world*/,
                                                   const OutputEvent& event) {
   if (event.kind != OutputEvent::Kind::status) {
     return {};
@@ -44,7 +55,7 @@ String FailedEntrySaysNothingElse::duringDelivery(const LiveWorld& /*world*/,
 }
 
 String UnconfiguredNexthopHasNoEntryOnceReviewed::afterStep(const NexthopResolverManagerSm& manager,
-                                                            const LiveWorld& /*world*/) {
+                                                            const ObservedWorld& /*world*/) {
   return firstFailing(manager, [](const NexthopResolverSm& resolver) {
     if (!resolver.reviewNexthop().empty()) {
       return true;
@@ -59,13 +70,12 @@ String UnconfiguredNexthopHasNoEntryOnceReviewed::afterStep(const NexthopResolve
   });
 }
 
-void StatusOfOtherVrfsIsNotTouched::beforeStep(const LiveWorld& /*world*/,
-                                               const Operation& operation) {
-  vrf_ = operation.isOfOneVrf() ? operation.vrfName() : VrfName();
+void StatusOfOtherVrfsIsNotTouched::beforeStep(const ObservedWorld& /*world*/, const Step& step) {
+  vrf_ = step.vrf;
 }
 
 // A review is of one VRF too; its task's name says which.
-String StatusOfOtherVrfsIsNotTouched::duringDelivery(const LiveWorld& world,
+String StatusOfOtherVrfsIsNotTouched::duringDelivery(const ObservedWorld& world,
                                                      const OutputEvent& event) {
   if (!event.isStatus()) {
     return {};
@@ -77,9 +87,19 @@ String StatusOfOtherVrfsIsNotTouched::duringDelivery(const LiveWorld& world,
   return otherTask || otherOperation ? event.text() : String();
 }
 
+// While records come and go the resolvers follow. Who has just been given an entry or a reference
+// has one.
+String ResolverExistsExactlyWhileConfiguredWithStatus::duringDelivery(const ObservedWorld& world,
+                                                                      const OutputEvent& event) {
+  const Ptr<NexthopResolverManagerSm> manager = world.managerOf(event.vrf);
+  const bool given =
+      event.kind == OutputEvent::Kind::status || event.kind == OutputEvent::Kind::key;
+  return !given || !manager || manager->resolverSm().has(event.client) ? String() : event.text();
+}
+
 String ResolverExistsExactlyWhileConfiguredWithStatus::afterStep(
     const NexthopResolverManagerSm& manager,
-    const LiveWorld& world) {
+    const ObservedWorld& world) {
   const Dir::Entries& configs = world.configDir().entry();
   std::size_t expected = 0;
   for (auto cursor = configs.cursor(); !cursor.atEnd(); cursor.next()) {

@@ -11,7 +11,8 @@ class ReviewSetHasMembersExactlyWhileTheTaskIsScheduled final : public Invariant
   const char* statement() const noexcept override {
     return "a review set has members exactly while its task is scheduled";
   }
-  String afterStep(const NexthopResolverManagerSm& manager, const LiveWorld& world) override;
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
+  String afterStep(const NexthopResolverManagerSm& manager, const ObservedWorld& world) override;
 };
 
 class FailedEntrySaysNothingElse final : public Invariant {
@@ -19,7 +20,7 @@ class FailedEntrySaysNothingElse final : public Invariant {
   const char* statement() const noexcept override {
     return "an entry is resolved, or failed with every other field at its default";
   }
-  String duringDelivery(const LiveWorld& world, const OutputEvent& event) override;
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
 };
 
 class UnconfiguredNexthopHasNoEntryOnceReviewed final : public Invariant {
@@ -27,7 +28,7 @@ class UnconfiguredNexthopHasNoEntryOnceReviewed final : public Invariant {
   const char* statement() const noexcept override {
     return "once the review set is empty, only configured nexthops have an entry";
   }
-  String afterStep(const NexthopResolverManagerSm& manager, const LiveWorld& world) override;
+  String afterStep(const NexthopResolverManagerSm& manager, const ObservedWorld& world) override;
 };
 
 class StatusOfOtherVrfsIsNotTouched final : public Invariant {
@@ -35,11 +36,11 @@ class StatusOfOtherVrfsIsNotTouched final : public Invariant {
   const char* statement() const noexcept override {
     return "what happens in one VRF touches the status of no other";
   }
-  void beforeStep(const LiveWorld& world, const Operation& operation) override;
-  String duringDelivery(const LiveWorld& world, const OutputEvent& event) override;
+  void beforeStep(const ObservedWorld& world, const Step& step) override;
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
 
  private:
-  // Empty when the operation is of no single VRF.
+  // Empty when the step is of no single VRF.
   VrfName vrf_;
 };
 
@@ -49,7 +50,8 @@ class ResolverExistsExactlyWhileConfiguredWithStatus final : public Invariant {
     return "a client has a resolver exactly when its configuration has the VRF and a status is on "
            "record";
   }
-  String afterStep(const NexthopResolverManagerSm& manager, const LiveWorld& world) override;
+  String duringDelivery(const ObservedWorld& world, const OutputEvent& event) override;
+  String afterStep(const NexthopResolverManagerSm& manager, const ObservedWorld& world) override;
 };
 
 }  // namespace Routing::Support

@@ -1,7 +1,5 @@
 #include "tests/property/LiveWorld.h"
 
-#include <algorithm>
-
 #include "platform/task/VirtualTime.h"
 
 namespace Routing::Support {
@@ -9,15 +7,11 @@ namespace Routing::Support {
 LiveWorld::LiveWorld() {
   scheduler_->workBudgetIs(0);
   TaskSchedulerRoot::schedulerIs(scheduler_);
-  tap(*forwarding_, [this](FieldId, const void* key) {
-    if (const auto made = forwarding_->vrf(*static_cast<const VrfName*>(key))) {
-      observe(*made);
-    }
-  });
+  observe(*forwarding_);
 }
 
 LiveWorld::~LiveWorld() {
-  listener_ = nullptr;
+  listenerIs(nullptr);
   for (auto& [name, vrf] : vrfs_) {
     vrf.manager = nullptr;
   }
@@ -27,12 +21,7 @@ LiveWorld::~LiveWorld() {
 LiveVrf& LiveWorld::vrf(const VrfName& name) {
   const auto [found, isNew] = vrfs_.try_emplace(name);
   if (isNew) {
-    tap(*found->second.context,
-        [this, name, &context = *found->second.context](FieldId, const void*) {
-          note({.kind = Kind::context,
-                .vrf = name,
-                .id = context.firstUnAllocatedNexthopResolverId()});
-        });
+    observe(*found->second.context, name);
   }
   return found->second;
 }
@@ -40,6 +29,19 @@ LiveVrf& LiveWorld::vrf(const VrfName& name) {
 Ptr<NexthopResolverManagerSm> LiveWorld::managerOf(const VrfName& vrf) const {
   const auto found = vrfs_.find(vrf);
   return found == vrfs_.end() ? nullptr : found->second.manager;
+}
+
+Ptr<NexthopResolverFibViaContext> LiveWorld::contextOf(const VrfName& vrf) const {
+  const auto found = vrfs_.find(vrf);
+  return found == vrfs_.end() ? nullptr : found->second.context;
+}
+
+std::vector<VrfName> LiveWorld::vrfNames() const {
+  std::vector<VrfName> names;
+  for (const auto& [name, vrf] : vrfs_) {
+    names.push_back(name);
+  }
+  return names;
 }
 
 // ---- client records ----
@@ -184,8 +186,7 @@ void LiveWorld::manager(const VrfName& vrfName, bool withCells) {
                                                    routing4Dir_,
                                                    routing6Dir_,
                                                    scheduler_);
-  observe(*target.manager->fecIdToClientHop());
-  observe(*target.manager->fecIdToResolverId());
+  observe(*target.manager);
 }
 
 void LiveWorld::managerDel(const VrfName& vrfName) { vrf(vrfName).manager = nullptr; }
@@ -202,110 +203,6 @@ void LiveWorld::run() { runUntilIdle(*scheduler_); }
 
 void LiveWorld::advance(std::uint64_t seconds) {
   advanceTime(*scheduler_, *clock_, std::chrono::seconds(seconds));
-}
-
-// ---- what is observed ----
-
-void LiveWorld::tap(const Publisher& publisher, Tap::Reaction reaction) {
-  if (taps_.size() >= sweepAt_) {
-    std::erase_if(taps_, [](const auto& member) { return !member.second->subscribed(); });
-    sweepAt_ = std::max<std::size_t>(256, 2 * taps_.size());
-  }
-  std::unique_ptr<Tap>& slot = taps_[&publisher];
-  // One that is not subscribed is that of an object that was here before.
-  if (!slot || !slot->subscribed()) {
-    slot = std::make_unique<Tap>(publisher, std::move(reaction));
-  }
-}
-
-void LiveWorld::note(OutputEvent event) {
-  events_.push_back(std::move(event));
-  if (listener_) {
-    // A copy: what the listener looks at may not move.
-    listener_(OutputEvent(events_.back()));
-  }
-}
-
-void LiveWorld::observe(const NexthopStatus& status) {
-  tap(status, [this, &status](FieldId, const void* key) {
-    const auto& vrf = *static_cast<const VrfName*>(key);
-    const Ptr<NexthopVrfStatus> vrfStatus = status.vrf(vrf);
-    if (!vrfStatus) {
-      note({.kind = Kind::statusVrfDel, .vrf = vrf, .client = status.name()});
-      return;
-    }
-    observe(*vrfStatus, status.name());
-    note({.kind = Kind::statusVrf,
-          .vrf = vrf,
-          .client = status.name(),
-          .value = static_cast<std::uint64_t>(vrfStatus->fecIdType())});
-  });
-}
-
-void LiveWorld::observe(const NexthopVrfStatus& status, const String& client) {
-  tap(status, [this, &status, client](FieldId, const void* key) {
-    const IpGenAddr addr = *static_cast<const IpGenAddr*>(key);
-    const NexthopStatusEntry* const entry = status.nexthop(addr);
-    note({.kind = entry != nullptr ? Kind::status : Kind::statusDel,
-          .vrf = status.vrfName(),
-          .client = client,
-          .addr = addr,
-          .entry = entry != nullptr ? *entry : NexthopStatusEntry()});
-  });
-}
-
-void LiveWorld::observe(const NexthopResolverVrfForwardingStatus& status) {
-  tap(status, [this, &status](FieldId, const void* key) {
-    const auto resolverId = *static_cast<const ResolverId*>(key);
-    const NexthopResolverIdVia* const record = status.nexthopResolverIdVia().find(resolverId);
-    note({.kind = record != nullptr ? Kind::forwarding : Kind::forwardingDel,
-          .vrf = status.vrfName(),
-          .id = resolverId.value(),
-          .value = record != nullptr ? record->nexthopResolverVia().size() : 0});
-  });
-}
-
-void LiveWorld::observe(const FecIdToResolverId& map) {
-  tap(map, [this, &map](FieldId, const void* key) {
-    const FecId fecId = *static_cast<const FecId*>(key);
-    note({.kind = map.fecIdToResolverIdMapHas(fecId) ? Kind::map : Kind::mapDel,
-          .vrf = map.vrfName(),
-          .id = fecId,
-          .value = map.fecIdToResolverIdMap(fecId).value()});
-  });
-}
-
-void LiveWorld::observe(const FecIdToClientHop& index) {
-  tap(index, [this, &index](FieldId field, const void* key) {
-    if (field == FecIdToClientHop::fecIdRefField) {
-      const FecId fecId = *static_cast<const FecId*>(key);
-      const Ptr<NexthopResolverFecIdRef> record = index.fecIdRef(fecId);
-      if (record) {
-        observe(*record, index.vrfName());
-      }
-      note({.kind = record ? Kind::reference : Kind::referenceDel,
-            .vrf = index.vrfName(),
-            .id = fecId});
-    } else {
-      const auto& clientNexthop = *static_cast<const NexthopResolverClientNexthopKey*>(key);
-      const bool there = index.clientNexthopToFecId().has(clientNexthop);
-      note({.kind = there ? Kind::key : Kind::keyDel,
-            .vrf = index.vrfName(),
-            .client = clientNexthop.clientName(),
-            .addr = clientNexthop.nexthop(),
-            .id = index.clientNexthopToFecId(clientNexthop)});
-    }
-  });
-}
-
-void LiveWorld::observe(const NexthopResolverFecIdRef& record, const VrfName& vrf) {
-  tap(record, [this, &record, vrf](FieldId, const void* key) {
-    const auto& client = *static_cast<const String*>(key);
-    note({.kind = record.clientRef().has(client) ? Kind::clientReference : Kind::clientReferenceDel,
-          .vrf = vrf,
-          .client = client,
-          .id = record.fecId()});
-  });
 }
 
 }  // namespace Routing::Support

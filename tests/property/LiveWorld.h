@@ -3,21 +3,11 @@
 // LiveWorld: the library itself, in shared state of this process's memory over virtual time, driven
 // by the same calls as the reference model (ReferenceModel.h).
 //
-// Everything that the library writes is observed. Each notification of an output becomes an
-// OutputEvent, is kept until takeEvents(), and is handed to the listener while its delivery is
-// under way. Observers are told after all machines, so that an event stands after those that it
-// caused.
-//
-// An object that the library makes is observed from the notification that tells of it on; nothing
-// is published in it before. The index and the map of a manager publish nothing before the factory
-// returns.
+// A client's status is observed before anybody else can reach it.
 
 #include <cstdint>
-#include <functional>
 #include <map>
-#include <memory>
-#include <unordered_map>
-#include <utility>
+#include <vector>
 
 #include "platform/entity/Dir.h"
 #include "platform/fib/ForwardingStatus.h"
@@ -31,7 +21,7 @@
 #include "records/NexthopStatus.h"
 #include "records/RoutingInfo.h"
 #include "resolver/NexthopResolverManagerSm.h"
-#include "tests/support/ReferenceModelEvent.h"
+#include "tests/support/ObservedWorld.h"
 
 namespace Routing::Support {
 
@@ -44,16 +34,14 @@ struct LiveVrf {
   Ptr<NexthopResolverManagerSm> manager;
 };
 
-class LiveWorld {
+class LiveWorld final : public ObservedWorld {
  public:
-  using Listener = std::function<void(const OutputEvent& event)>;
-
   // The scheduler is the process-wide one while the world lives.
   LiveWorld();
   LiveWorld(const LiveWorld&) = delete;
   LiveWorld& operator=(const LiveWorld&) = delete;
   // Drops the managers first.
-  ~LiveWorld();
+  ~LiveWorld() override;
 
   void config(const String& client);
   void configDel(const String& client);
@@ -85,49 +73,20 @@ class LiveWorld {
   void run();
   void advance(std::uint64_t seconds);
 
-  OutputEvents takeEvents() { return std::exchange(events_, {}); }
-  // Called with each event, after it was kept. Empty: nobody is.
-  void listenerIs(Listener listener) { listener_ = std::move(listener); }
-
   const std::map<VrfName, LiveVrf>& vrfs() const noexcept { return vrfs_; }
-  // Null when the VRF has none.
-  Ptr<NexthopResolverManagerSm> managerOf(const VrfName& vrf) const;
-  const TaskScheduler& scheduler() const noexcept { return *scheduler_; }
-  const FibGen::MemoryForwardingStatus& fecs() const noexcept { return *fecs_; }
-  const Dir& configDir() const noexcept { return *configDir_; }
-  const Dir& statusDir(bool cell) const noexcept { return cell ? *cellDir_ : *statusDir_; }
-  // Null when no manager of the VRF was ever made.
-  Ptr<NexthopResolverVrfForwardingStatus> forwarding(const VrfName& vrf) const {
+  std::vector<VrfName> vrfNames() const override;
+  Ptr<NexthopResolverManagerSm> managerOf(const VrfName& vrf) const override;
+  Ptr<NexthopResolverFibViaContext> contextOf(const VrfName& vrf) const override;
+  Ptr<NexthopResolverVrfForwardingStatus> forwarding(const VrfName& vrf) const override {
     return forwarding_->vrf(vrf);
   }
+  const TaskScheduler& scheduler() const override { return *scheduler_; }
+  const FibGen::MemoryForwardingStatus& fecs() const override { return *fecs_; }
+  const Dir& configDir() const override { return *configDir_; }
+  const Dir& statusDir(bool cell) const override { return cell ? *cellDir_ : *statusDir_; }
 
  private:
-  // An observer with a function; it unsubscribes by itself when its publisher goes.
-  class Tap final : public Observer {
-   public:
-    using Reaction = std::function<void(FieldId field, const void* key)>;
-    Tap(const Publisher& publisher, Reaction reaction) : reaction_(std::move(reaction)) {
-      subscribe(publisher);
-    }
-    Tap(const Tap&) = delete;
-    Tap& operator=(const Tap&) = delete;
-    ~Tap() override = default;
-    void onAttribute(FieldId field, const void* key) override { reaction_(field, key); }
-
-   private:
-    Reaction reaction_;
-  };
-  using Kind = OutputEvent::Kind;
-
   LiveVrf& vrf(const VrfName& name);
-  void tap(const Publisher& publisher, Tap::Reaction reaction);
-  void note(OutputEvent event);
-  void observe(const NexthopStatus& status);
-  void observe(const NexthopVrfStatus& status, const String& client);
-  void observe(const NexthopResolverVrfForwardingStatus& status);
-  void observe(const FecIdToResolverId& map);
-  void observe(const FecIdToClientHop& index);
-  void observe(const NexthopResolverFecIdRef& record, const VrfName& vrf);
   template <class Info>
   void routingIs(Dir& dir, const VrfName& vrf, bool enabled);
 
@@ -141,12 +100,6 @@ class LiveWorld {
   Ptr<FibGen::MemoryForwardingStatus> fecs_ = makeEntity<FibGen::MemoryForwardingStatus>();
   Ptr<NexthopResolverForwardingStatus> forwarding_ = makeEntity<NexthopResolverForwardingStatus>();
   std::map<VrfName, LiveVrf> vrfs_;
-
-  OutputEvents events_;
-  Listener listener_;
-  // By what they are subscribed to; those whose publisher went are swept out now and then.
-  std::unordered_map<const Publisher*, std::unique_ptr<Tap>> taps_;
-  std::size_t sweepAt_ = 256;
 };
 
 }  // namespace Routing::Support

@@ -95,7 +95,11 @@ FibGen::Fec Operation::fecValue() const {
   return value;
 }
 
-bool Operation::isOfOneVrf() const noexcept {
+namespace {
+
+// True when it changes one VRF's own inputs alone.
+bool isOfOneVrf(Operation::Kind kind) noexcept {
+  using Kind = Operation::Kind;
   switch (kind) {
     case Kind::configVrfDel:
     case Kind::nexthop:
@@ -128,6 +132,20 @@ bool Operation::isOfOneVrf() const noexcept {
       return false;
   }
   return false;
+}
+
+}  // namespace
+
+Step Operation::step() const {
+  Step step;
+  step.start = kind == Kind::manager ? vrfName() : VrfName();
+  step.vrf = isOfOneVrf(kind) ? vrfName() : VrfName();
+  if (kind == Kind::fec || kind == Kind::fecDel || kind == Kind::announceFec) {
+    step.fec = fecId();
+  }
+  step.usesFecZero = (kind == Kind::fec || kind == Kind::route) && fecId() == 0;
+  step.switchesNotifications = kind == Kind::notificationsOff || kind == Kind::notificationsOn;
+  return step;
 }
 
 // ---- what fits ----

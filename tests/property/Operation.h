@@ -17,6 +17,7 @@
 #include "platform/net/IpGenAddr.h"
 #include "platform/net/IpGenPrefix.h"
 #include "records/NexthopConfig.h"
+#include "tests/invariant/Invariant.h"
 
 namespace Routing::Support {
 
@@ -89,8 +90,8 @@ struct Operation {
   FibGen::Fec fecValue() const;
   NexthopStatusFecIdType identifierKind() const;
 
-  // True when it changes one VRF's own inputs alone.
-  bool isOfOneVrf() const noexcept;
+  // What invariants ask of it.
+  Step step() const;
   // One or two lines of a replay file, each with its newline.
   String text() const;
   // Whether a host may do it as things stand: not to what is absent, and by the rules for hosts.

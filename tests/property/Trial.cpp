@@ -3,7 +3,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <exception>
 
@@ -11,9 +10,7 @@
 
 namespace Routing::Support {
 
-Trial::Trial() : world_(std::make_unique<LiveWorld>()) {
-  world_->listenerIs([this](const OutputEvent& event) { listen(event); });
-}
+Trial::Trial() : world_(std::make_unique<LiveWorld>()), invariants_(*world_) {}
 
 Trial::~Trial() = default;
 
@@ -27,7 +24,6 @@ Trial::Outcome Trial::perform(const Operation& operation) {
   if (!operation.fits(model_)) {
     return Outcome::unfit;
   }
-  noteLimits(operation);
   try {
     doIt(operation, model_);
   } catch (const ModelEnds&) {
@@ -40,7 +36,6 @@ Trial::Outcome Trial::perform(const Operation& operation) {
   if (!found.empty()) {
     fail("the model differs in " + found);
   }
-  checkInvariants();
   return failure_.empty() ? Outcome::good : Outcome::failed;
 }
 
@@ -53,45 +48,15 @@ Trial::Outcome Trial::end() {
   return failure_.empty() ? Outcome::good : Outcome::failed;
 }
 
-void Trial::noteLimits(const Operation& operation) {
-  using Kind = Operation::Kind;
-  if (operation.kind == Kind::manager) {
-    missed_.erase(operation.vrfName());
-  }
-  if (operation.kind != Kind::notificationsOff && operation.kind != Kind::notificationsOn) {
-    for (const auto& [vrf, of] : model_.vrfs()) {
-      if (of.manager && !of.manager->active) {
-        missed_.insert(vrf);
-      }
-    }
-  }
-  if ((operation.kind == Kind::fec || operation.kind == Kind::route) && operation.fecId() == 0) {
-    fecZero_ = true;
-  }
-}
-
-bool Trial::counts(const Invariant& invariant, const VrfName& vrf) const {
-  return (missed_.count(vrf) == 0 || invariant.holdsAfterMissedNotifications()) &&
-         (!fecZero_ || invariant.holdsWithFecZero());
-}
-
-void Trial::listen(const OutputEvent& event) {
-  for (const auto& invariant : invariants_) {
-    const String broken = invariant->duringDelivery(*world_, event);
-    if (!broken.empty() && counts(*invariant, event.vrf)) {
-      fail(String("not so: ") + invariant->statement() + ": " + broken);
-    }
-  }
-}
-
 void Trial::performLive(const Operation& operation) {
-  for (const auto& invariant : invariants_) {
-    invariant->beforeStep(*world_, operation);
-  }
+  invariants_.beforeStep(operation.step());
   try {
     doIt(operation, *world_);
   } catch (const std::exception& error) {
     fail(String("an exception left the library: ") + error.what());
+  }
+  for (const String& violation : invariants_.afterStep()) {
+    fail(violation);
   }
 }
 
@@ -99,29 +64,6 @@ void Trial::compareEvents(const OutputEvents& expected) {
   if (events_ != expected) {
     fail("the events differ; the library's:\n" + textOf(events_) + "expected:\n" +
          textOf(expected));
-  }
-}
-
-void Trial::checkInvariants() {
-  bool anyManager = false;
-  for (const auto& [vrf, of] : world_->vrfs()) {
-    if (!of.manager) {
-      continue;
-    }
-    anyManager = true;
-    for (const auto& invariant : invariants_) {
-      const String broken =
-          counts(*invariant, vrf) ? invariant->afterStep(*of.manager, *world_) : String();
-      if (!broken.empty()) {
-        fail(String("not so: ") + invariant->statement() + ": " + broken);
-      }
-    }
-  }
-  if (!anyManager) {
-    const String left = NothingOfTheSystemLivesAfterDestruction::machinesLeft();
-    if (!left.empty()) {
-      fail("still alive: " + left);
-    }
   }
 }
 

@@ -4,17 +4,13 @@
 // with everything that must hold checked after each: the order of events, the standing state, the
 // invariants.
 //
-// Two things limit what is checked. From a change of inputs, or a run of a task, during a pause of
-// a manager's notifications until that VRF's next manager, only those invariants of the VRF count
-// that hold after missed notifications; and once FecId 0 is in use only those that hold with it.
-// The model counts always.
+// Pauses and FecId 0 limit which invariants count (InvariantCheck.h); the model counts always.
 
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
-#include "tests/invariant/Invariant.h"
+#include "tests/invariant/InvariantCheck.h"
 #include "tests/invariant/Lifetime.h"
 #include "tests/property/LiveWorld.h"
 #include "tests/property/Operation.h"
@@ -49,22 +45,15 @@ class Trial {
   const OutputEvents& events() const noexcept { return events_; }
 
  private:
-  void noteLimits(const Operation& operation);
-  bool counts(const Invariant& invariant, const VrfName& vrf) const;
-  void listen(const OutputEvent& event);
   void performLive(const Operation& operation);
   void compareEvents(const OutputEvents& expected);
-  void checkInvariants();
   void fail(const String& what);
 
   // First, so that it sees everything else come and go.
   NothingOfTheSystemLivesAfterDestruction lifetime_;
-  std::vector<std::unique_ptr<Invariant>> invariants_ = allInvariants();
   ReferenceModel model_;
   std::unique_ptr<LiveWorld> world_;
-  // VRFs whose managers have missed something.
-  std::set<VrfName> missed_;
-  bool fecZero_ = false;
+  InvariantCheck invariants_;
   OutputEvents events_;
   String failure_;
 };

@@ -71,8 +71,28 @@ String storyTestName(String story) {
 
 StoryRun::StoryRun() : output_(-1, Replay::Form::text), session_(output_) { output_.mutedIs(true); }
 
+void StoryRun::watchInvariants() { invariants_ = std::make_unique<ReplayInvariants>(world()); }
+
+std::vector<String> StoryRun::violations() {
+  return invariants_ ? std::exchange(violations_, {}) : ReplayInvariants(world()).afterCommand();
+}
+
+void StoryRun::readFailed() { invariants_->readFailed(); }
+
 void StoryRun::execute(const String& command) {
   const std::vector<std::string_view> words = wordsOf(command);
+  if (!invariants_) {
+    executeWords(words, command);
+    return;
+  }
+  invariants_->beforeCommand(words);
+  executeWords(words, command);
+  for (const String& violation : invariants_->afterCommand()) {
+    violations_.push_back("after " + command + ": " + violation);
+  }
+}
+
+void StoryRun::executeWords(const std::vector<std::string_view>& words, const String& command) {
   if (makeManager_ && words.front() == "manager") {
     makeManager_(world(), world().vrf(String(words.at(1))));
     return;

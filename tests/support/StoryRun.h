@@ -9,11 +9,12 @@
 // What the library throws leaves execute() as it came.
 
 #include <functional>
-#include <optional>
+#include <memory>
 #include <set>
 #include <string_view>
 #include <vector>
 
+#include "tests/support/ReplayInvariants.h"
 #include "tools/nexthop-replay/Output.h"
 #include "tools/nexthop-replay/Session.h"
 #include "tools/nexthop-replay/World.h"
@@ -54,6 +55,14 @@ class StoryRun {
   using MakeManager = std::function<void(Replay::World&, Replay::Vrf&)>;
   void makeManagerIs(MakeManager makeManager) { makeManager_ = std::move(makeManager); }
 
+  // From now on every invariant is asked inside each notification and after each command.
+  // Requires: there is no manager.
+  void watchInvariants();
+  // What was violated since the last call; of the standing state alone when they are not watched.
+  std::vector<String> violations();
+  // A table cannot be read.
+  void readFailed();
+
   void execute(const String& command);
   void execute(const Story& story);
 
@@ -66,9 +75,13 @@ class StoryRun {
   void settle(const std::set<VrfName>& vrfs);
 
  private:
+  void executeWords(const std::vector<std::string_view>& words, const String& command);
+
   Replay::Output output_;
   Replay::Session session_;
   MakeManager makeManager_;
+  std::unique_ptr<ReplayInvariants> invariants_;
+  std::vector<String> violations_;
 };
 
 // The whole standing state, a line a fact, sorted. A resolver identifier is named by the FEC that
