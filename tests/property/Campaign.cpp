@@ -1,67 +1,10 @@
 #include "tests/property/Campaign.h"
 
-#include <unistd.h>
-
-#include <array>
-#include <csignal>
-#include <string>
-
 #include "tests/property/Generator.h"
+#include "tests/property/ProcessEnd.h"
 #include "tests/property/Shrink.h"
 
 namespace Routing::Support {
-
-namespace {
-
-String headLine(std::uint64_t seed, std::uint64_t number) {
-  return "# NEXTHOP_SEED=" + std::to_string(seed) + ", sequence " + std::to_string(number) + '\n';
-}
-
-// While it lives, a signal by which this process ends itself tells first what it was doing.
-class LastWords {
- public:
-  LastWords(std::uint64_t seed, std::uint64_t number, const Sequence& sequence)
-      : seed_(seed), number_(number), sequence_(sequence) {
-    speaking() = this;
-    for (std::size_t i = 0; i < signals.size(); ++i) {
-      before_[i] = std::signal(signals[i], &LastWords::speak);
-    }
-  }
-  LastWords(const LastWords&) = delete;
-  LastWords& operator=(const LastWords&) = delete;
-  ~LastWords() {
-    for (std::size_t i = 0; i < signals.size(); ++i) {
-      std::signal(signals[i], before_[i]);
-    }
-    speaking() = nullptr;
-  }
-
- private:
-  // A sanitizer has its own handler for the others.
-  static constexpr std::array signals{SIGABRT};
-
-  static LastWords*& speaking() {
-    static LastWords* instance = nullptr;
-    return instance;
-  }
-  // The process is lost: that text is put together in a handler harms nobody any more.
-  static void speak(int signal) {
-    std::signal(signal, SIG_DFL);
-    if (const LastWords* const words = speaking()) {
-      const String text = headLine(words->seed_, words->number_) + "# ended the process\n" +
-                          textOf(words->sequence_);
-      static_cast<void>(!::write(STDERR_FILENO, text.data(), text.size()));
-    }
-    std::raise(signal);
-  }
-
-  std::uint64_t seed_;
-  std::uint64_t number_;
-  const Sequence& sequence_;
-  std::array<void (*)(int), signals.size()> before_{};
-};
-
-}  // namespace
 
 bool Campaign::tryNumber(std::uint64_t number) {
   Verdict verdict;

@@ -1,12 +1,9 @@
 #include "tests/property/Trial.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
 #include <exception>
 
 #include "tests/property/Comparison.h"
+#include "tests/property/ProcessEnd.h"
 
 namespace Routing::Support {
 
@@ -90,21 +87,9 @@ Verdict judge(const Sequence& sequence) {
 }
 
 Verdict judgeApart(const Sequence& sequence) {
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child == 0) {
-    // Whatever it says would be said again for every attempt.
-    static_cast<void>(std::freopen("/dev/null", "w", stderr));
-    _exit(judge(sequence).failure.empty() ? 0 : 1);
-  }
-  int status = 0;
-  if (child < 0 || waitpid(child, &status, 0) != child) {
-    return {sequence, "there is no child process"};
-  }
-  if (WIFEXITED(status) && WEXITSTATUS(status) <= 1) {
-    return judge(sequence);
-  }
-  return {sequence, "the process ended"};
+  return askApart([&] { return judge(sequence).failure.empty(); })
+             ? judge(sequence)
+             : Verdict{sequence, "the process ended"};
 }
 
 }  // namespace Routing::Support
