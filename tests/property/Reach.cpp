@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iomanip>
+#include <istream>
 #include <ostream>
 
 namespace Routing::Support {
@@ -12,6 +13,41 @@ void Reach::countSituations(const SituationCounts& situations) noexcept {
                  situations.begin(),
                  situations_.begin(),
                  [](std::uint64_t left, std::uint64_t right) { return left + right; });
+}
+
+bool Reach::add(std::istream& stream) {
+  Reach other;
+  for (auto& row : other.pairs_) {
+    for (std::uint64_t& count : row) {
+      stream >> count;
+    }
+  }
+  for (std::uint64_t& count : other.situations_) {
+    stream >> count;
+  }
+  if (!stream) {
+    return false;
+  }
+  for (std::size_t first = 0; first < Operation::kinds; ++first) {
+    for (std::size_t next = 0; next < Operation::kinds; ++next) {
+      pairs_[first][next] += other.pairs_[first][next];
+    }
+  }
+  countSituations(other.situations_);
+  return true;
+}
+
+void Reach::write(std::ostream& stream) const {
+  for (const auto& row : pairs_) {
+    for (const std::uint64_t count : row) {
+      stream << count << ' ';
+    }
+    stream << '\n';
+  }
+  for (const std::uint64_t count : situations_) {
+    stream << count << ' ';
+  }
+  stream << '\n';
 }
 
 std::size_t Reach::below(std::uint64_t often) const noexcept {

@@ -18,6 +18,10 @@ class Reach {
     ++pairs_[static_cast<std::size_t>(first)][static_cast<std::size_t>(next)];
   }
   void countSituations(const SituationCounts& situations) noexcept;
+  // Adds what write() wrote. False when that is not what the stream holds.
+  bool add(std::istream& stream);
+  // All counts as numbers, for add().
+  void write(std::ostream& stream) const;
   // Pairs that were not reached so often, and situations.
   std::size_t below(std::uint64_t often) const noexcept;
   // The whole, and by name what was not reached so often.
