@@ -28,17 +28,20 @@ void routingLines(Report& report, Tables& full) {
   world.client("client", fibFecId, below(privateBlock(), nexthopCount));
   world.start();
   world.run();
-  Cost on;
-  const Cost off = medianOf5([&] {
-    const Cost run = costOf([&world] {
-      world.routingInfo4->routingEnabledIs(false);
+  const auto enable = [&world](bool enabled) {
+    return costOf([&world, enabled] {
+      world.routingInfo4->routingEnabledIs(enabled);
       world.run();
     });
-    on = costOf([&world] {
-      world.routingInfo4->routingEnabledIs(true);
-      world.run();
-    });
+  };
+  const Cost off = medianOf5([&enable] {
+    const Cost run = enable(false);
+    enable(true);
     return run;
+  });
+  const Cost on = medianOf5([&enable] {
+    enable(false);
+    return enable(true);
   });
   report.timeAtMostUnits("off, a nexthop", off.seconds / each, 4);
   report.timeAtMostUnits("on, a nexthop", on.seconds / each, 10);

@@ -72,6 +72,10 @@ void Report::timeAtMost(const std::string& what, double seconds, double mostSeco
       scaled <= mostSeconds);
 }
 
+void Report::realTimeAtMost(const std::string& what, double seconds, double mostSeconds) {
+  row(what, timeText(seconds), "at most " + timeText(mostSeconds), seconds <= mostSeconds);
+}
+
 void Report::timeShown(const std::string& what, double seconds, const std::string& about) {
   row(what, timeText(seconds), about, true);
 }

@@ -5,7 +5,7 @@
 // A row is one figure. What repeats on any machine is held against its target as it is: bytes,
 // counts, ratios to a twin or to the smallest size. A time is held against its target in U
 // (Measure.h); a target that is told in seconds is so many U of the 38 ns that it took where the
-// targets were set.
+// targets were set. A budget of real time is held as it is.
 
 #include <cstdint>
 #include <string>
@@ -29,6 +29,8 @@ class Report {
   // A time, at most so many U, or so many seconds where a U takes 38 ns.
   void timeAtMostUnits(const std::string& what, double seconds, double units);
   void timeAtMost(const std::string& what, double seconds, double mostSeconds);
+  // A time that the machine's speed does not excuse: a budget of real time.
+  void realTimeAtMost(const std::string& what, double seconds, double mostSeconds);
   // A time that is shown and held against nothing.
   void timeShown(const std::string& what, double seconds, const std::string& about);
   void bytesAtMost(const std::string& what, double bytes, double most);
@@ -46,6 +48,7 @@ class Report {
   // True when every row met its target.
   bool allMet() const noexcept { return missed_ == 0; }
   std::size_t missed() const noexcept { return missed_; }
+  bool empty() const noexcept { return rows_.empty(); }
 
  private:
   struct Row {

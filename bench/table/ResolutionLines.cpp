@@ -13,6 +13,8 @@ namespace {
 
 constexpr std::size_t nexthopCount = 100000;
 constexpr std::size_t manyNexthops = 1000000;
+constexpr double mostSlice =
+    1.2 * std::chrono::duration<double>(TaskScheduler::defaultTimeBudget).count();
 
 Cost costOfResolving(const Tables& tables, NexthopStatusFecIdType kind) {
   World world(tables);
@@ -74,7 +76,7 @@ void sliceLines(Report& report, Tables& full) {
     world.start();
     return longestSlice(world);
   });
-  report.timeAtMost("resolved for the first time", first.seconds, 12 * millisecond);
+  report.realTimeAtMost("resolved for the first time", first.seconds, mostSlice);
   World world(full);
   world.client("client", fibFecId, spread(manyNexthops));
   world.start();
@@ -84,7 +86,7 @@ void sliceLines(Report& report, Tables& full) {
     world.routingInfo6->routingEnabledIs(true);
     return longestSlice(world);
   });
-  report.timeAtMost("resolved again", again.seconds, 12 * millisecond);
+  report.realTimeAtMost("resolved again", again.seconds, mostSlice);
 }
 
 }  // namespace Routing::Bench

@@ -104,6 +104,10 @@ int run(const Options& options) {
   groups.run("fec", fecLines);
   groups.run("unregistering", unregisteringLines);
   groups.run("withdrawal", withdrawalLines);
+  if (report.empty()) {
+    std::fprintf(stderr, "nexthop-bench: no group has %s in its name\n", options.only.c_str());
+    return 2;
+  }
   report.print();
   if (options.allocations) {
     report.printAllocations();
