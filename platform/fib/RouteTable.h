@@ -64,10 +64,6 @@ class RouteStatusOf : public Entity, public Publisher {
   // The route under exactly this prefix; the default route value when there is none.
   // Throws: when the table is found corrupt.
   virtual Route route(const PrefixT& prefix) const = 0;
-  // Hints that this route will be read: Far some time before, Near shortly before. A table that has
-  // no use for them does nothing.
-  virtual void prefetchFar(const PrefixT& /*prefix*/) const noexcept {}
-  virtual void prefetchNear(const PrefixT& /*prefix*/) const noexcept {}
   // Tells the table's owner what a read found.
   virtual void doCorruptionDetected(const String& message) const = 0;
 };
@@ -81,8 +77,6 @@ class MemoryRouteStatus final : public RouteStatusOf<PrefixT> {
   using CorruptionHook = std::function<void(const String& message)>;
 
   Route route(const PrefixT& prefix) const override;
-  void prefetchFar(const PrefixT& prefix) const noexcept override { route_.prefetchFar(prefix); }
-  void prefetchNear(const PrefixT& prefix) const noexcept override { route_.prefetchNear(prefix); }
   void doCorruptionDetected(const String& message) const override;
 
   // Stores the route, replacing the one under the prefix. Publishes: the prefix.

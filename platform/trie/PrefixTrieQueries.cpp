@@ -216,7 +216,12 @@ void PrefixTrie<Family>::walk(const IpGenPrefix& prefix, PrefixVisitor visitor) 
 template <class Family>
 bool PrefixTrie<Family>::walkRef(TrieRef subtree, const PrefixVisitor& visitor) const {
   if (subtree.isNode()) {
-    return walkNode(nodeOf(subtree), TrieMask{}, visitor);
+    const Node& node = nodeOf(subtree);
+    // All that hangs below, before the first visit: a visitor takes its time.
+    for (unsigned i = 0, count = node.childCount(); i < count; ++i) {
+      prefetchRef(arena_->arrays.at(node.array())[i]);
+    }
+    return walkNode(node, TrieMask{}, visitor);
   }
   const Stored leaf = leafOf(subtree);
   return visitor(prefixOf(leaf.key, leaf.length));
@@ -226,10 +231,6 @@ template <class Family>
 bool PrefixTrie<Family>::walkNode(const Node& node,
                                   TrieMask mask,
                                   const PrefixVisitor& visitor) const {
-  // All that hangs below, before the first visit: a visitor takes its time.
-  for (unsigned i = 0, count = node.childCount(); i < count; ++i) {
-    prefetchRef(arena_->arrays.at(node.array())[i]);
-  }
   return walkBits(
       node,
       node.key,
