@@ -1,7 +1,12 @@
-// The prefix trie of either family beside an ordered std::map of prefixes, which answers the same
-// questions slowly and plainly.
+// Two prefix tries of one family, which share an arena, each beside an ordered std::set of
+// prefixes, which answers the same questions slowly and plainly.
+//
+// Single prefixes make nothing large of a short input, so there are whole blocks of them too:
+// enough to take a trie past the size where its top changes, and back.
 
-#include <map>
+#include <algorithm>
+#include <array>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -13,8 +18,8 @@ namespace Routing::Fuzz {
 
 namespace {
 
-// A prefix that contains others stands right before them. The value says when it was inserted.
-using Model = std::map<IpGenPrefix, unsigned>;
+// A prefix that contains others stands right before them.
+using Model = std::set<IpGenPrefix>;
 
 template <class Family>
 class Story {
@@ -22,18 +27,29 @@ class Story {
   explicit Story(Input& input) : input_(input) {}
 
   void run() {
-    for (unsigned step = 0; !input_.atEnd(); ++step) {
-      act(step);
-      require(trie_.size() == model_.size(), "the sizes differ");
+    while (!input_.atEnd()) {
+      Side& side = sides_[input_.below(sides_.size())];
+      act(side);
+      require(side.trie.size() == side.model.size(), "the sizes differ");
     }
     requireSound();
-    for (const auto& [prefix, step] : model_) {
-      require(trie_.erase(prefix), "a prefix is lost");
+    for (Side& side : sides_) {
+      for (const IpGenPrefix& prefix : side.model) {
+        require(side.trie.erase(prefix), "a prefix is lost");
+      }
     }
     requireSound();
   }
 
  private:
+  struct Side {
+    Model model;
+    PrefixTrie<Family> trie;
+  };
+  // Of all blocks of an input together, so that none takes long.
+  static constexpr std::size_t mostInBlocks = 60000;
+  static constexpr std::size_t longestWalk = 2000;
+
   // Near the last one, most of the time, so that prefixes lie inside each other.
   IpGenPrefix prefix() {
     const unsigned bits = addressBits(Family::family);
@@ -45,52 +61,86 @@ class Story {
       }
     }
     const auto length = static_cast<std::uint8_t>(input_.byte() % (bits + 1));
-    const IpGenAddr address =
-        Family::family == AddressFamily::ipv4 ? IpGenAddr::ipv4(words[0]) : IpGenAddr::ipv6(words);
-    last_ = IpGenPrefix(address, length);
+    last_ = IpGenPrefix(address(words), length);
     return last_;
   }
+  static IpGenAddr address(const IpGenAddr::Words& words) {
+    return Family::family == AddressFamily::ipv4 ? IpGenAddr::ipv4(words[0])
+                                                 : IpGenAddr::ipv6(words);
+  }
 
-  void act(unsigned step) {
-    const std::size_t choice = input_.below(8);
+  void act(Side& side) {
+    const std::size_t choice = input_.below(16);
     const IpGenPrefix which = prefix();
-    if (choice < 3) {
-      require(trie_.insert(which) == model_.emplace(which, step).second, "insert");
-    } else if (choice < 5) {
-      require(trie_.erase(which) == (model_.erase(which) != 0), "erase");
-    } else if (choice < 7) {
-      compareAnswers(which);
+    if (choice < 6) {
+      insert(side, which);
+    } else if (choice < 10) {
+      erase(side, which);
+    } else if (choice < 13) {
+      compareAnswers(side, which);
+    } else if (choice < 15) {
+      compareWalk(side, which);
     } else {
-      compareWalk(which);
+      actOnBlock(side, which);
     }
   }
 
-  void compareAnswers(const IpGenPrefix& which) {
-    require(trie_.has(which) == (model_.count(which) != 0), "has");
+  static void insert(Side& side, const IpGenPrefix& which) {
+    require(side.trie.insert(which) == side.model.insert(which).second, "insert");
+  }
+  static void erase(Side& side, const IpGenPrefix& which) {
+    require(side.trie.erase(which) == (side.model.erase(which) != 0), "erase");
+  }
+
+  // Up to 2^13 prefixes of one length, side by side, come or go.
+  void actOnBlock(Side& side, const IpGenPrefix& first) {
+    const std::uint8_t length = std::clamp<std::uint8_t>(first.length(), 14, 32);
+    const unsigned choice = input_.byte();
+    const std::size_t count = std::min(std::size_t{1} << (choice % 14), mostInBlocks - inBlocks_);
+    inBlocks_ += count;
+    IpGenAddr::Words words = first.words();
+    for (std::size_t i = 0; i < count; ++i) {
+      const IpGenPrefix which(address(words), length);
+      if ((choice & 128U) == 0) {
+        insert(side, which);
+      } else {
+        erase(side, which);
+      }
+      words[0] += std::uint32_t{1} << (32U - length);
+    }
+  }
+
+  void compareAnswers(const Side& side, const IpGenPrefix& which) {
+    require(side.trie.has(which) == (side.model.count(which) != 0), "has");
     IpGenPrefix match;
     for (int length = which.length(); length >= 0 && !match; --length) {
       const IpGenPrefix cover(which.address(), static_cast<std::uint8_t>(length));
-      match = model_.count(cover) != 0 ? cover : IpGenPrefix();
+      match = side.model.count(cover) != 0 ? cover : IpGenPrefix();
     }
-    require(trie_.longestMatch(which) == match, "longestMatch");
-    const auto next = model_.upper_bound(which);
-    require(trie_.longerPresent(which) == (next != model_.end() && which.contains(next->first)),
+    require(side.trie.longestMatch(which) == match, "longestMatch");
+    const auto next = side.model.upper_bound(which);
+    require(side.trie.longerPresent(which) == (next != side.model.end() && which.contains(*next)),
             "longerPresent");
   }
 
-  void compareWalk(const IpGenPrefix& under) {
-    auto expected = model_.lower_bound(under);
-    trie_.walk(under, [&](const IpGenPrefix& each) {
-      require(expected != model_.end() && expected->first == each, "a walk shows another prefix");
+  void compareWalk(const Side& side, const IpGenPrefix& under) {
+    std::size_t left = longestWalk;
+    auto expected = side.model.lower_bound(under);
+    side.trie.walk(under, [&](const IpGenPrefix& each) {
+      require(left != 0, "a walk goes on after its end");
+      require(expected != side.model.end() && *expected == each, "a walk shows another prefix");
       ++expected;
-      return true;
+      return --left != 0;
     });
-    require(expected == model_.end() || !under.contains(expected->first), "a walk ends too soon");
+    const bool all = expected == side.model.end() || !under.contains(*expected);
+    require(all || left == 0, "a walk ends too soon");
   }
 
   void requireSound() {
-    const std::string violation = trie_.checkInvariants();
-    require(violation.empty(), violation);
+    for (const Side& side : sides_) {
+      const std::string violation = side.trie.checkInvariants();
+      require(violation.empty(), violation);
+    }
   }
 
   Input& input_;
@@ -98,8 +148,8 @@ class Story {
                         ? IpGenAddr::ipv4(0x0a000001)
                         : IpGenAddr::ipv6(IpGenAddr::Words{0x20010db8, 0, 0, 1}),
                     addressBits(Family::family)};
-  Model model_;
-  PrefixTrie<Family> trie_;
+  std::size_t inBlocks_ = 0;
+  std::array<Side, 2> sides_;
 };
 
 }  // namespace
