@@ -84,9 +84,12 @@ void KernelState::routeMessage(const Message& message, bool inDump) {
     recheck_.everything = true;
   }
   const FecId fec = fecOf(*routes, route_);
+  if (route_.interface != 0) {
+    otherInterfaces_.insert(route_.interface);
+  }
   if (fec == 0) {
     for (const Hop& hop : route_.hops) {
-      deadInterfaces_.insert(hop.via.intfId.value);
+      otherInterfaces_.insert(hop.via.intfId.value);
     }
   }
   if (inDump) {
@@ -212,7 +215,7 @@ void KernelState::preferredSourceIs(const RouteMessage& route) {
 
 // Whether routes can appear on the interface or vanish from it without a word.
 bool KernelState::interfaceUsed(std::uint32_t interface) const {
-  return deadInterfaces_.count(interface) != 0 ||
+  return otherInterfaces_.count(interface) != 0 ||
          std::any_of(routes_.begin(), routes_.end(), [interface](const auto& routes) {
            return routes->feed().fecs().usesInterface(interface);
          });

@@ -143,9 +143,9 @@ class KernelState {
   // route without a word when the address goes.
   std::set<IpGenAddr> preferredSources_;
   IpGenAddr lastPreferredSource_;
-  // Interfaces of routes that were left out because none of their hops was alive: the kernel does
-  // not tell when one is again.
-  std::set<std::uint32_t> deadInterfaces_;
+  // Interfaces of routes whose FEC does not name them: of local routes, and of those that were left
+  // out because none of their hops was alive. The kernel does not tell when one is again.
+  std::set<std::uint32_t> otherInterfaces_;
   Recheck recheck_;
   KernelCounters counters_;
 

@@ -1,6 +1,7 @@
 #include "host/kernel/Messages.h"
 
 #include <arpa/inet.h>
+#include <linux/if.h>
 #include <linux/if_addr.h>
 #include <linux/if_link.h>
 #include <linux/lwtunnel.h>
@@ -8,7 +9,6 @@
 #include <linux/mpls_iptunnel.h>
 #include <linux/nexthop.h>
 #include <linux/rtnetlink.h>
-#include <net/if.h>
 
 #include <algorithm>
 #include <utility>
@@ -249,6 +249,9 @@ Parsed parseRoute(Bytes body, RouteMessage& route) {
   route.prefix = IpGenPrefix(reader.destination, head->rtm_dst_len);
   route.type = refusalOf(head->rtm_type);
   if (route.type != RouteType::none) {
+    if (route.type == RouteType::local) {
+      route.interface = reader.hop.hop.via.intfId.value;
+    }
     route.hops.clear();
     route.object = 0;
     return Parsed::value;
@@ -358,7 +361,7 @@ Parsed parseLink(Bytes body, LinkMessage& link) {
   link = LinkMessage{};
   link.interface = static_cast<std::uint32_t>(head->ifi_index);
   link.up = (head->ifi_flags & IFF_UP) != 0;
-  link.running = (head->ifi_flags & IFF_RUNNING) != 0;
+  link.running = (head->ifi_flags & (IFF_RUNNING | IFF_LOWER_UP)) != 0;
   const bool whole = forEachAttribute(tailOf<ifinfomsg>(body), [&link](const Attribute& attribute) {
     if (attribute.type == IFLA_IFNAME) {
       link.name = attribute.text();
@@ -379,16 +382,21 @@ Parsed parseAddress(Bytes body, AddressMessage& address) {
   if (family == AddressFamily::unset) {
     return Parsed::passedOver;
   }
-  address = AddressMessage{head->ifa_index, {}, head->ifa_prefixlen};
-  bool own = false;
+  address = AddressMessage{head->ifa_index, {}, head->ifa_prefixlen, {}};
   const bool whole = forEachAttribute(tailOf<ifaddrmsg>(body), [&](const Attribute& attribute) {
-    // On a point-to-point link IFA_ADDRESS is the other end's.
-    if (attribute.type == IFA_LOCAL || (attribute.type == IFA_ADDRESS && !own)) {
-      own = attribute.type == IFA_LOCAL;
-      return take(family, attribute, address.address);
+    switch (attribute.type) {
+      case IFA_LOCAL:
+        return take(family, attribute, address.address);
+      case IFA_ADDRESS:
+        return take(family, attribute, address.peer);
+      default:
+        return true;
     }
-    return true;
   });
+  // An IPv6 address without a peer is named once.
+  if (!address.address) {
+    address.address = address.peer;
+  }
   return whole && address.address ? Parsed::value : Parsed::damaged;
 }
 

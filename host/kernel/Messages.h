@@ -52,6 +52,8 @@ struct RouteMessage {
   RouteType type = RouteType::none;
   // The kernel's nexthop object, or 0. The hops are told beside it by some kernels.
   std::uint32_t object = 0;
+  // The link of a local route, which has no hops: one address may be on several.
+  std::uint32_t interface = 0;
   // The hops came as a list, which is all of them.
   bool multipath = false;
   Hops hops;
@@ -88,8 +90,10 @@ struct LinkMessage {
 struct AddressMessage {
   std::uint32_t interface = 0;
   IpGenAddr address;
-  // Of its network: an interface may have an address in several.
+  // Of its network: an interface may have an address in several, and with several peers.
   std::uint8_t length = 0;
+  // The other end's on a point-to-point link, or the address itself.
+  IpGenAddr peer;
 
   friend bool operator==(const AddressMessage&, const AddressMessage&) noexcept = default;
 };

@@ -23,8 +23,23 @@ bool before(const Alternative& left, const Alternative& right) noexcept {
   return left.metric < right.metric;
 }
 
+bool has(const Alternatives& list, const Alternative& alternative) noexcept {
+  return std::find(list.begin(), list.end(), alternative) != list.end();
+}
+
 auto rangeOf(Alternatives& alternatives, const Alternative& key) noexcept {
   return std::equal_range(alternatives.begin(), alternatives.end(), key, before);
+}
+
+// Puts the route in the place of one of its range. What stands there for it already goes: two
+// routes of the kernel may differ in what makes no difference here.
+void replace(Alternatives& present,
+             std::pair<Alternatives::iterator, Alternatives::iterator> range,
+             Alternatives::iterator place,
+             const Alternative& added) {
+  *place = added;
+  const auto behind = std::next(place);
+  present.erase(std::remove(behind, range.second, added), range.second);
 }
 
 Fib::Route routeOf(const Alternative& alternative) noexcept {
@@ -90,7 +105,12 @@ IpGenPrefix wholeFamily(AddressFamily family) {
 // -------------------------------------------------------------------------------
 
 Alternative VrfRoutes::alternativeOf(const RouteMessage& route, FecId fec) const noexcept {
-  return {fec, route.metric, preferenceOf(route.protocol), route.type, isLocal(route)};
+  return {fec,
+          route.metric,
+          preferenceOf(route.protocol),
+          route.type,
+          isLocal(route),
+          route.interface};
 }
 
 // A route that stands alone in the VRF's table is from "local" when its type is.
@@ -98,7 +118,12 @@ Alternative VrfRoutes::plainOf(const Fib::Route& route) const noexcept {
   const auto metric = static_cast<std::uint32_t>(route.metricPref());
   const auto preference = static_cast<std::uint8_t>(route.metricPref() >> 32U);
   const auto type = static_cast<RouteType>(route.routeType());
-  return {route.fecId(), metric, preference, type, mergesLocal_ && type == RouteType::local};
+  return {route.fecId(), metric, preference, type, mergesLocal_ && type == RouteType::local, 0};
+}
+
+bool VrfRoutes::isIn(const Scope& scope, const Alternative& alternative) const {
+  return scope.interface == 0 || alternative.interface == scope.interface ||
+         feed_.fecs().usesInterface(alternative.fec, scope.interface);
 }
 
 bool VrfRoutes::isPlain(const Alternatives& alternatives) const noexcept {
@@ -171,14 +196,11 @@ bool VrfRoutes::routeDel(const RouteMessage& route, FecId fec) {
 void VrfRoutes::touch(const Key& key, const Alternatives& before) {
   Alternatives& gone = dump_->touched[key];
   const Alternatives present = alternatives(key.prefix);
-  const auto isIn = [](const Alternatives& list, const Alternative& alternative) {
-    return std::find(list.begin(), list.end(), alternative) != list.end();
-  };
-  std::erase_if(gone, [&](const Alternative& alternative) { return isIn(present, alternative); });
+  std::erase_if(gone, [&](const Alternative& alternative) { return has(present, alternative); });
   std::copy_if(before.begin(),
                before.end(),
                std::back_inserter(gone),
-               [&](const Alternative& alternative) { return !isIn(present, alternative); });
+               [&](const Alternative& alternative) { return !has(present, alternative); });
 }
 
 // The ordinary case, without a list: the prefix has no other route, or this one takes its place.
@@ -220,10 +242,10 @@ void VrfRoutes::add4(Alternatives& present, const Alternative& added, std::uint1
   const auto [first, last] = rangeOf(present, added);
   if ((flags & NLM_F_EXCL) != 0) {
     present.insert(present.erase(first, last), added);
+  } else if ((flags & NLM_F_REPLACE) != 0 && first != last) {
+    replace(present, {first, last}, first, added);
   } else if (std::find(first, last, added) != last) {
     // Read from a dump before, or told once more.
-  } else if ((flags & NLM_F_REPLACE) != 0 && first != last) {
-    *first = added;
   } else {
     present.insert((flags & NLM_F_APPEND) != 0 ? last : first, added);
   }
@@ -260,15 +282,12 @@ void VrfRoutes::add6(Alternatives& present,
     *multipath = added;
     return;
   }
-  if (std::find(first, last, added) != last) {
-    return;
-  }
-  const auto replaced = std::find_if(first, last, [&](const Alternative& alternative) {
-    return isMultipath(alternative) == isMultipath(added);
-  });
   if (replaces && first != last) {
-    *(replaced != last ? replaced : first) = added;
-  } else {
+    const auto replaced = std::find_if(first, last, [&](const Alternative& alternative) {
+      return isMultipath(alternative) == isMultipath(added);
+    });
+    replace(present, range, replaced != last ? replaced : first, added);
+  } else if (std::find(first, last, added) == last) {
     present.insert(last, added);
   }
 }
@@ -357,8 +376,7 @@ void VrfRoutes::dumpRoute(const RouteMessage& route, FecId fec) {
   }
   const auto touched = dump_->touched.find({route.prefix, route.metric});
   if (touched != dump_->touched.end()) {
-    const Alternatives& gone = touched->second;
-    if (std::find(gone.begin(), gone.end(), added) == gone.end()) {
+    if (!has(touched->second, added)) {
       dump_->late.push_back(added);
     }
     return;
@@ -387,9 +405,10 @@ void VrfRoutes::groupApply() {
   Alternatives group;
   group.swap(dump_->group);
   Alternatives present = alternatives(prefix);
+  // A dump of everything tells the order as well; one of an interface does not.
   std::erase_if(present, [&](const Alternative& alternative) {
-    return dump_->covers(prefix, alternative) &&
-           (scope.interface == 0 || feed_.fecs().usesInterface(alternative.fec, scope.interface));
+    const bool stays = scope.interface != 0 && has(group, alternative);
+    return dump_->covers(prefix, alternative) && isIn(scope, alternative) && !stays;
   });
   for (const Alternative& alternative : group) {
     const auto [first, last] = rangeOf(present, alternative);
@@ -423,8 +442,7 @@ void VrfRoutes::dumpEnd(bool whole) {
     removeIf(scope.family,
              [this, scope](const IpGenPrefix& prefix, const Alternative& alternative) {
                return !dump_->seen(prefix) && dump_->covers(prefix, alternative) &&
-                      (scope.interface == 0 ||
-                       feed_.fecs().usesInterface(alternative.fec, scope.interface));
+                      isIn(scope, alternative);
              });
   }
   if (scope.interface == 0) {

@@ -9,7 +9,8 @@
 //
 // The VRF's tables are the memory of this mirror. A prefix with one route, which is nearly every
 // one, has no byte here: its Fib::Route tells the metric, the type, and by its FEC the hops. Only
-// prefixes with several routes are kept, and one whose type does not tell which table it is from.
+// prefixes with several routes are kept, and local ones, which are the routes of a link without a
+// FEC that says so.
 //
 //   message                          what it does
 //   IPv4 new, NLM_F_EXCL             the only route of its metric
@@ -51,6 +52,8 @@ class VrfRoutes {
     RouteType type = RouteType::none;
     // From the kernel's table "local", merged into this VRF.
     bool local = false;
+    // RouteMessage::interface.
+    std::uint32_t interface = 0;
 
     friend bool operator==(const Alternative&, const Alternative&) noexcept = default;
   };
@@ -134,6 +137,8 @@ class VrfRoutes {
   using Doomed = std::function<bool(const IpGenPrefix& prefix, const Alternative& alternative)>;
 
   Alternative alternativeOf(const RouteMessage& route, FecId fec) const noexcept;
+  // True for a scope that would name the route of this family and table by its interface.
+  bool isIn(const Scope& scope, const Alternative& alternative) const;
   Alternative plainOf(const Fib::Route& route) const noexcept;
   bool isPlain(const Alternatives& alternatives) const noexcept;
   void alternativesIs(const IpGenPrefix& prefix, Alternatives alternatives);

@@ -148,6 +148,52 @@ TEST_F(DumpTest, ADumpOfAnInterfaceSaysNothingOfOtherRoutesAtTheMetric) {
   EXPECT_EQ(alternatives("192.0.2.0/24").size(), 2U);
 }
 
+TEST_F(DumpTest, ADumpOfAnInterfaceLeavesTheOrderAtAMetricAsItIs) {
+  const TestRoute one{.prefix = "fe80::/64", .hops = {{"", 1}}, .metric = 256, .protocol = 2};
+  const TestRoute two{.prefix = "fe80::/64", .hops = {{"", 2}}, .metric = 256, .protocol = 2};
+  add(one);
+  add(two, prepend);
+  const VrfRoutes::Alternatives before = alternatives("fe80::/64");
+  watch();
+  dump({Kind::routes, AddressFamily::ipv6, 254, 1}, {one});
+  EXPECT_EQ(alternatives("fe80::/64"), before);
+  EXPECT_EQ(events_, 0);
+}
+
+TEST_F(DumpTest, ADumpOfEverythingTellsTheOrderAtAMetric) {
+  const TestRoute one = via("192.0.2.0/24", "10.0.0.2");
+  const TestRoute two = via("192.0.2.0/24", "10.0.0.3");
+  add(one);
+  add(two, append);
+  dump(main4(), {two, one});
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.3");
+  EXPECT_EQ(alternatives("192.0.2.0/24").size(), 2U);
+}
+
+TEST_F(DumpTest, ADumpOfAnInterfaceTakesAwayTheLocalRoutesOfThatInterfaceOnly) {
+  const TestRoute one{.prefix = "10.9.0.1/32", .hops = {{"", 1}}, .table = 255, .type = RTN_LOCAL};
+  const TestRoute two{.prefix = "10.9.0.1/32", .hops = {{"", 2}}, .table = 255, .type = RTN_LOCAL};
+  add(one);
+  add(two, append);
+  dump({Kind::routes, AddressFamily::ipv4, 255, 1}, {});
+  EXPECT_EQ(shown("10.9.0.1/32"), "local") << "of the other interface";
+  dump({Kind::routes, AddressFamily::ipv4, 255, 2}, {});
+  EXPECT_EQ(shown("10.9.0.1/32"), "absent");
+}
+
+TEST_F(DumpTest, AReplaceDuringADumpThatReadBothEndsInTheLast) {
+  const TestRoute last = via("192.0.2.0/24", "10.0.0.4");
+  add(via("192.0.2.0/24", "10.0.0.2"));
+  state_->dumpBegin(main4());
+  add(via("192.0.2.0/24", "10.0.0.3"), replace);
+  dumped(last);
+  dumped(via("192.0.9.0/24", "10.0.0.2"));
+  add(last, replace);
+  state_->dumpEnd(true);
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.4");
+  EXPECT_EQ(alternatives("192.0.2.0/24").size(), 1U);
+}
+
 TEST_F(DumpTest, HopsThatAreDumpedOneByOneAreOneRoute) {
   dump(main6(), {via("2001:db8::/32", "fe80::2", 1024), via("2001:db8::/32", "fe80::3", 1024)});
   EXPECT_EQ(shown("2001:db8::/32"), "fe80::2 fe80::3");

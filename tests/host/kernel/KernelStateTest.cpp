@@ -29,6 +29,14 @@ TEST_F(KernelStateTest, AReplaceTakesThePlaceOfTheFirstOfItsMetric) {
   EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.9");
 }
 
+TEST_F(KernelStateTest, AReplaceByARouteThatStandsBehindBringsItToTheFront) {
+  add(via("192.0.2.0/24", "10.0.0.2"));
+  add(via("192.0.2.0/24", "10.0.0.3"), append);
+  add(via("192.0.2.0/24", "10.0.0.3"), replace);
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.3");
+  EXPECT_EQ(alternatives("192.0.2.0/24").size(), 1U);
+}
+
 TEST_F(KernelStateTest, AppendStandsBehindAndPrependBefore) {
   add(via("192.0.2.0/24", "10.0.0.2"));
   add(via("192.0.2.0/24", "10.0.0.3"), append);
@@ -67,6 +75,24 @@ TEST_F(KernelStateTest, TableLocalIsMergedIntoTheVrfOfMainAndComesFirst) {
   remove(own);
   EXPECT_EQ(shown("10.0.0.1/32"), "10.0.0.2");
   EXPECT_EQ(shown(*blue_, "10.0.0.1/32"), "absent");
+}
+
+TEST_F(KernelStateTest, AnAddressOfTwoLinksIsLocalUntilItHasLeftBoth) {
+  const TestRoute one{.prefix = "fe80::/128", .hops = {{"", 1}}, .table = 255, .type = RTN_ANYCAST};
+  const TestRoute two{.prefix = "fe80::/128", .hops = {{"", 2}}, .table = 255, .type = RTN_ANYCAST};
+  add(one);
+  add(two, prepend);
+  remove(two);
+  EXPECT_EQ(shown("fe80::/128"), "local");
+  remove(one);
+  EXPECT_EQ(shown("fe80::/128"), "absent");
+  EXPECT_EQ(state_->counters().doubtful, 0U);
+}
+
+TEST_F(KernelStateTest, ALinkOfALocalRouteAloneIsReadAgainWhenItGoes) {
+  add({.prefix = "192.0.2.0/24", .hops = {{"", 2}}, .table = 255, .type = RTN_LOCAL});
+  tell(linkMessage(2, "v2", 0, 0, RTM_DELLINK));
+  EXPECT_EQ(state_->takeRecheck().interfaces, std::set<std::uint32_t>{2});
 }
 
 TEST_F(KernelStateTest, ALocalRouteOfAVrfStandsInItsOwnTable) {
@@ -185,6 +211,16 @@ TEST_F(KernelStateTest, OnlyTheLastIpv4AddressTakesRoutesAlong) {
   tell(addressMessage(1, "10.0.0.1", RTM_DELADDR));
   EXPECT_EQ(shown("192.0.2.0/24"), "absent");
   EXPECT_EQ(shown("2001:db8::/32"), "fe80::2");
+}
+
+TEST_F(KernelStateTest, AnAddressWithTwoPeersIsTwoAddresses) {
+  tell(addressMessage(1, "10.0.0.1", RTM_NEWADDR, "10.0.0.2"));
+  tell(addressMessage(1, "10.0.0.1", RTM_NEWADDR, "10.0.0.3"));
+  add(via("192.0.2.0/24", "10.0.0.2"));
+  tell(addressMessage(1, "10.0.0.1", RTM_DELADDR, "10.0.0.3"));
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.2");
+  tell(addressMessage(1, "10.0.0.1", RTM_DELADDR, "10.0.0.2"));
+  EXPECT_EQ(shown("192.0.2.0/24"), "absent");
 }
 
 TEST_F(KernelStateTest, AnAddressThatRoutesNameAsSourceAsksForAReadingWhenItGoes) {

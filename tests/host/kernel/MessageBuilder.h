@@ -6,13 +6,13 @@
 //   routeMessage("192.0.2.0/24").gateway("10.0.0.2", 1).metric(7).sent(RTM_NEWROUTE)
 
 #include <libmnl/libmnl.h>
+#include <linux/if.h>
 #include <linux/if_addr.h>
 #include <linux/if_link.h>
 #include <linux/lwtunnel.h>
 #include <linux/mpls_iptunnel.h>
 #include <linux/nexthop.h>
 #include <linux/rtnetlink.h>
-#include <net/if.h>
 
 #include <array>
 #include <cstring>
@@ -192,14 +192,15 @@ inline MessageBuilder linkMessage(int interface,
 
 inline MessageBuilder addressMessage(int interface,
                                      const std::string& address,
-                                     std::uint16_t type = RTM_NEWADDR) {
+                                     std::uint16_t type = RTM_NEWADDR,
+                                     const std::string& peer = {}) {
   MessageBuilder builder(type);
   ifaddrmsg body{};
   body.ifa_family = Support::addr(address).family() == AddressFamily::ipv4 ? AF_INET : AF_INET6;
   body.ifa_prefixlen = 24;
   body.ifa_index = static_cast<std::uint32_t>(interface);
   builder.body(body);
-  builder.address(IFA_ADDRESS, address);
+  builder.address(IFA_ADDRESS, peer.empty() ? address : peer);
   builder.address(IFA_LOCAL, address);
   return builder;
 }

@@ -161,7 +161,14 @@ TEST(LinkMessages, AVrfDeviceNamesItsTable) {
   EXPECT_TRUE(link.running);
 }
 
-TEST(AddressMessages, TheOwnAddressCountsAndNotThePeers) {
+TEST(LinkMessages, ADormantLinkHasItsCarrier) {
+  LinkMessage link;
+  MessageBuilder builder = linkMessage(5, "v5", IFF_UP | IFF_LOWER_UP | IFF_DORMANT);
+  ASSERT_EQ(parseLink(builder.message().body, link), Parsed::value);
+  EXPECT_TRUE(link.running) << "as the kernel sees it";
+}
+
+TEST(AddressMessages, TheOwnAddressAndThePeersAreToldApart) {
   MessageBuilder builder(RTM_NEWADDR);
   ifaddrmsg body{};
   body.ifa_family = AF_INET;
@@ -172,7 +179,7 @@ TEST(AddressMessages, TheOwnAddressCountsAndNotThePeers) {
   builder.address(IFA_LOCAL, "10.0.0.1");
   AddressMessage address;
   ASSERT_EQ(parseAddress(builder.message().body, address), Parsed::value);
-  EXPECT_EQ(address, (AddressMessage{4, addr("10.0.0.1"), 32}));
+  EXPECT_EQ(address, (AddressMessage{4, addr("10.0.0.1"), 32, addr("10.0.0.2")}));
 }
 
 // ---- damage

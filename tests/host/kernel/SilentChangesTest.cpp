@@ -20,9 +20,9 @@ class SilentChanges : public KernelTest {
     net_.ip("addr add 2001:db8::1/64 dev v0 nodad");
     net_.ip("addr add 2001:db8:f::1/64 dev v1 nodad");
   }
-  // Turns until the check that a silent change asks for is over.
-  void expectChecked() {
-    EXPECT_TRUE(until([this] { return routes_->counters().checks > 0; }));
+  // Turns until the check that a silent change asks for is over, one more than there were.
+  void expectChecked(std::uint64_t before = 0) {
+    EXPECT_TRUE(until([this, before] { return routes_->counters().checks > before; }));
     turnFor(0.2);
   }
 };
@@ -73,12 +73,36 @@ TEST_F(SilentChanges, RoutesGoWithTheLastAddressOfTheirLink) {
   net_.ip("addr del 10.9.0.1/24 dev v0");
   expectShown("10.9.0.0/24", "absent");
   EXPECT_EQ(shown("192.0.2.0/24"), "boot metric 0 via 10.0.0.2") << "one address is left";
+  const std::uint64_t checks = routes_->counters().checks;
   net_.ip("addr del 10.0.0.1/24 dev v0");
   EXPECT_TRUE(until([this] { return shown("192.0.2.0/24") == "absent"; }, 1));
   EXPECT_EQ(shown("192.0.3.0/24"), "absent");
-  expectChecked();
+  expectChecked(checks);
   EXPECT_EQ(shown("192.0.2.0/24"), "absent");
   EXPECT_EQ(shown("2001:db8:1::/48"), "boot metric 1024 via 2001:db8::2");
+}
+
+TEST_F(SilentChanges, AnAddressOfTwoLinksStaysLocalWhenOneLosesIt) {
+  net_.ip("addr add 10.9.0.1/32 dev v0");
+  net_.ip("addr add 10.9.0.1/32 dev v1");
+  follow();
+  net_.ip("addr del 10.9.0.1/32 dev v1");
+  net_.ip("route add 192.0.2.0/24 via 10.0.0.2");
+  expectShown("192.0.2.0/24", "boot metric 0 via 10.0.0.2");
+  EXPECT_EQ(shown("10.9.0.1/32"), "local metric 0");
+  net_.ip("addr del 10.9.0.1/32 dev v0");
+  expectShown("10.9.0.1/32", "absent");
+}
+
+TEST_F(SilentChanges, ALocalRouteOfANetworkGoesWithItsLinkOrItsLastAddress) {
+  net_.ip("route add local 192.0.2.0/24 dev v0");
+  net_.ip("route add local 192.0.3.0/24 dev v1");
+  follow();
+  EXPECT_EQ(shown("192.0.2.0/24"), "local metric 0");
+  net_.ip("addr del 10.1.0.1/24 dev v1");
+  net_.ip("link del v0");
+  EXPECT_TRUE(until([this] { return shown("192.0.2.0/24") == "absent"; }, 1));
+  EXPECT_TRUE(until([this] { return shown("192.0.3.0/24") == "absent"; }, 1));
 }
 
 TEST_F(SilentChanges, ARouteGoesWithTheSourceAddressThatItNames) {
