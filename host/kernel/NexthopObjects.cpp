@@ -4,17 +4,11 @@
 
 namespace Routing::Host {
 
-namespace {
-
-bool isMember(const NexthopMessage& group, std::uint32_t object) noexcept {
-  return std::any_of(group.group.begin(), group.group.end(), [object](const auto& member) {
-    return member.object == object;
-  });
-}
-
-}  // namespace
-
 NexthopObjects::Ids NexthopObjects::nexthopIs(const NexthopMessage& nexthop) {
+  leaveMembers(nexthop.object);
+  for (const NexthopMessage::Member& member : nexthop.group) {
+    groups_[member.object].insert(nexthop.object);
+  }
   Object& object = objects_[nexthop.object];
   object.marked = false;
   object.content = nexthop;
@@ -79,9 +73,22 @@ Hops NexthopObjects::hops(std::uint32_t object) const {
 
 void NexthopObjects::withGroups(std::uint32_t object, Ids& ids) const {
   ids.push_back(object);
-  for (const auto& [id, other] : objects_) {
-    if (isMember(other.content, object)) {
-      ids.push_back(id);
+  const auto found = groups_.find(object);
+  if (found != groups_.end()) {
+    ids.insert(ids.end(), found->second.begin(), found->second.end());
+  }
+}
+
+// What is changed or removed is a group of none of its members, if it was one.
+void NexthopObjects::leaveMembers(std::uint32_t group) {
+  const auto known = objects_.find(group);
+  if (known == objects_.end()) {
+    return;
+  }
+  for (const NexthopMessage::Member& member : known->second.content.group) {
+    const auto found = groups_.find(member.object);
+    if (found != groups_.end() && found->second.erase(group) != 0 && found->second.empty()) {
+      groups_.erase(found);
     }
   }
 }
@@ -92,12 +99,13 @@ NexthopObjects::Ids NexthopObjects::removeAll(Ids gone) {
   for (std::size_t index = 0; index < gone.size(); ++index) {
     const std::uint32_t object = gone[index];
     withGroups(object, changed);
+    leaveMembers(object);
     objects_.erase(object);
-    for (auto& [id, other] : objects_) {
-      std::erase_if(other.content.group,
-                    [object](const auto& member) { return member.object == object; });
-      if (other.content.group.empty() && other.content.hop.via.intfId.value == 0 &&
-          !other.content.blackhole && std::find(gone.begin(), gone.end(), id) == gone.end()) {
+    const auto groups = groups_.extract(object);
+    for (const std::uint32_t id : groups ? groups.mapped() : std::set<std::uint32_t>{}) {
+      std::vector<NexthopMessage::Member>& members = objects_.at(id).content.group;
+      std::erase_if(members, [object](const auto& member) { return member.object == object; });
+      if (members.empty()) {
         gone.push_back(id);
       }
     }

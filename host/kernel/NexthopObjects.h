@@ -10,6 +10,8 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
+#include <unordered_map>
 #include <vector>
 
 #include "host/kernel/Messages.h"
@@ -42,9 +44,12 @@ class NexthopObjects {
   };
 
   void withGroups(std::uint32_t object, Ids& ids) const;
+  void leaveMembers(std::uint32_t group);
   Ids removeAll(Ids gone);
 
   std::map<std::uint32_t, Object> objects_;
+  // The groups of each object that is in one, whether or not it is known itself.
+  std::unordered_map<std::uint32_t, std::set<std::uint32_t>> groups_;
 };
 
 }  // namespace Routing::Host
