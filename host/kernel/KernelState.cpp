@@ -229,8 +229,9 @@ void KernelState::linkIs(const LinkMessage& link) {
       interfaceUsed(link.interface)) {
     recheck_.interfaces.insert(link.interface);
   }
+  const bool named = known == nullptr || known->content.name != link.name;
   links_.linkIs(link);
-  vrfDeviceIs(link);
+  vrfDeviceIs(link, named);
   if (wasUp && !link.up) {
     linkDown(link.interface);
   } else if (wasRunning && !link.running) {
@@ -318,25 +319,40 @@ void KernelState::objectsChanged(const NexthopObjects::Ids& objects) {
 // ---- VRFs
 // ----------------------------------------------------------------------------------------
 
-void KernelState::vrfDeviceIs(const LinkMessage& link) {
+// `named`: the link was not told of under this name before.
+void KernelState::vrfDeviceIs(const LinkMessage& link, bool named) {
   if (link.vrfTable == 0 || vrfs_.vrfOfTable(link.vrfTable) != nullptr) {
     return;
   }
   if (vrfs_.vrf(link.name) != nullptr) {
-    log(LogLevel::warning,
-        "VRF device " + link.name + " is not followed: another VRF has its name");
+    if (named) {
+      log(LogLevel::warning,
+          "VRF device " + link.name + " is not followed: another VRF has its name");
+    }
     return;
   }
   devices_[link.interface] = link.name;
   vrfs_.vrfIs(link.name, link.vrfTable);
 }
 
+// Another device of the table stands in: one of the same name, which was made anew while messages
+// were lost, for the VRF as it is.
 void KernelState::vrfDeviceDel(std::uint32_t interface) {
   const auto found = devices_.find(interface);
-  if (found != devices_.end()) {
-    const VrfName name = found->second;
-    devices_.erase(found);
-    vrfs_.vrfDel(name);
+  if (found == devices_.end()) {
+    return;
+  }
+  const VrfName name = found->second;
+  devices_.erase(found);
+  const Vrf* vrf = vrfs_.vrf(name);
+  const Links::Link* other = vrf == nullptr ? nullptr : links_.vrfDevice(vrf->table());
+  if (other != nullptr && other->content.name == name) {
+    devices_[other->content.interface] = name;
+    return;
+  }
+  vrfs_.vrfDel(name);
+  if (other != nullptr) {
+    vrfDeviceIs(other->content, true);
   }
 }
 

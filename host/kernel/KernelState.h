@@ -126,7 +126,7 @@ class KernelState {
   void objectDel(std::uint32_t object);
   void routesOfGoneDel(std::uint32_t object);
   void objectsChanged(const NexthopObjects::Ids& objects);
-  void vrfDeviceIs(const LinkMessage& link);
+  void vrfDeviceIs(const LinkMessage& link, bool named);
   void vrfDeviceDel(std::uint32_t interface);
   void vrfChanged(Vrf& vrf, bool added);
 

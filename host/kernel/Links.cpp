@@ -20,6 +20,15 @@ bool Links::down(std::uint32_t interface) const noexcept {
   return found != nullptr && !found->content.up;
 }
 
+const Links::Link* Links::vrfDevice(std::uint32_t table) const noexcept {
+  for (const auto& [interface, link] : links_) {
+    if (link.content.vrfTable == table) {
+      return &link;
+    }
+  }
+  return nullptr;
+}
+
 void Links::linkIs(const LinkMessage& link) {
   Link& known = links_[link.interface];
   known.content = link;

@@ -32,6 +32,9 @@ class Links {
   // True for an interface that is known to be down: no hop on it is alive.
   bool down(std::uint32_t interface) const noexcept;
 
+  // A VRF device of the table; null when there is none.
+  const Link* vrfDevice(std::uint32_t table) const noexcept;
+
   void linkIs(const LinkMessage& link);
   void linkDel(std::uint32_t interface) { links_.erase(interface); }
   // IPv4 only; others are passed over.

@@ -272,6 +272,29 @@ TEST_F(KernelStateTest, AnObjectOfNoRouteNeedsNoReadingWhenItGoes) {
   EXPECT_FALSE(state_->takeRecheck().any());
 }
 
+TEST_F(KernelStateTest, AMemberThatLeftItsGroupTakesNothingOfItAlong) {
+  tell(nexthopMessage(1, "10.0.0.2", 1));
+  tell(nexthopMessage(2, "10.1.0.2", 2));
+  tell(groupMessage(10, {{1, 1}, {2, 1}}));
+  tell(groupMessage(11, {{1, 1}}));
+  tell(groupMessage(10, {{2, 1}}));
+  add({.prefix = "192.0.2.0/24", .object = 10});
+  add({.prefix = "192.0.3.0/24", .object = 11});
+  tell(nexthopMessage(1, "10.0.0.2", 1, RTM_DELNEXTHOP));
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.1.0.2");
+  EXPECT_EQ(shown("192.0.3.0/24"), "absent");
+  EXPECT_EQ(state_->nexthopObjects().count(), 2U) << "2 and 10";
+}
+
+TEST_F(KernelStateTest, ObjectsOfALinkThatIsDormantStay) {
+  tell(nexthopMessage(1, "10.0.0.2", 1));
+  add({.prefix = "192.0.2.0/24", .object = 1});
+  tell(linkMessage(1, "v1", IFF_UP | IFF_LOWER_UP | IFF_DORMANT));
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.2");
+  tell(linkMessage(1, "v1", IFF_UP));
+  EXPECT_EQ(shown("192.0.2.0/24"), "absent");
+}
+
 TEST_F(KernelStateTest, AnObjectThatIsNotKnownYetGoesByTheHopsOfTheRoute) {
   TestRoute route = via("192.0.2.0/24", "10.0.0.2");
   route.object = 7;
@@ -297,6 +320,35 @@ TEST_F(KernelStateTest, AVrfDeviceOfATableThatHasAVrfChangesNothing) {
   EXPECT_EQ(vrfs_.all().size(), 2U);
   tell(linkMessage(8, "blue", IFF_UP, 11));
   EXPECT_EQ(vrfs_.vrfOfTable(11), nullptr) << "its name is another's";
+}
+
+TEST_F(KernelStateTest, AVrfDeviceMadeAnewWhileMessagesWereLostKeepsItsVrf) {
+  tell(linkMessage(7, "red", IFF_UP, 10));
+  const Vrf* const vrf = vrfs_.vrf("red");
+  tell(linkMessage(8, "red", IFF_UP, 10));
+  tell(linkMessage(7, "red", 0, 10, RTM_DELLINK));
+  EXPECT_EQ(vrfs_.vrf("red"), vrf);
+  tell(linkMessage(8, "red", 0, 10, RTM_DELLINK));
+  EXPECT_EQ(vrfs_.vrf("red"), nullptr);
+}
+
+TEST_F(KernelStateTest, ASecondVrfDeviceOfATableIsAVrfWhenTheFirstGoes) {
+  tell(linkMessage(7, "red", IFF_UP, 10));
+  tell(linkMessage(8, "green", IFF_UP, 10));
+  EXPECT_EQ(vrfs_.vrf("green"), nullptr);
+  tell(linkMessage(7, "red", 0, 10, RTM_DELLINK));
+  EXPECT_EQ(vrfs_.vrf("red"), nullptr);
+  ASSERT_NE(vrfs_.vrf("green"), nullptr);
+  EXPECT_EQ(vrfs_.vrf("green")->table(), 10U);
+}
+
+TEST_F(KernelStateTest, AVrfDeviceThatIsNotFollowedIsSaidOnce) {
+  ::testing::internal::CaptureStderr();
+  tell(linkMessage(8, "blue", IFF_UP, 11));
+  tell(linkMessage(8, "blue", 0, 11));
+  const std::string said = ::testing::internal::GetCapturedStderr();
+  EXPECT_EQ(said.find("VRF device blue"), said.rfind("VRF device blue"));
+  EXPECT_NE(said.find("VRF device blue"), std::string::npos);
 }
 
 TEST_F(KernelStateTest, ADamagedMessageAsksForAReading) {
