@@ -20,8 +20,15 @@ constexpr std::size_t batchBytes = std::size_t{1} << 20U;
 // Between two readings of everything, and of some routes.
 constexpr std::chrono::milliseconds readingSpacing(1000);
 constexpr std::chrono::milliseconds checkSpacing(400);
-// From a reason for a check to the check.
+// From the last of a burst of reasons for a check to the check, and from the first at most.
 constexpr std::chrono::milliseconds checkDelay(100);
+constexpr std::chrono::milliseconds mostCheckDelay(300);
+// Between readings of everything for messages that do not read: twice as long each time, up to the
+// second.
+constexpr std::chrono::seconds damageSpacing(1);
+constexpr std::chrono::seconds mostDamageSpacing(60);
+// A dump of which nothing came for so long has been forgotten.
+constexpr std::chrono::seconds answerLimit(10);
 // With more interfaces than this, everything is read once rather than routes once for each.
 constexpr std::size_t checkedApart = 4;
 
@@ -31,17 +38,27 @@ bool meansNothingThere(int error) noexcept {
   return error == ENOENT || error == ENODEV || error == EOPNOTSUPP || error == EAFNOSUPPORT;
 }
 
+Ptr<TimerTask> timerOf(const EventLoop& loop, const char* name) {
+  return makeEntity<TimerTask>(loop.scheduler(), TaskPriority::mostUrgent, name);
+}
+
 }  // namespace
 
 KernelRoutes::KernelRoutes(EventLoop& loop, Vrfs& vrfs, FecIdSource& source, const Options& options)
+    : KernelRoutes(loop, vrfs, source, NetlinkSocket(options.receiveBuffer)) {}
+
+KernelRoutes::KernelRoutes(EventLoop& loop, Vrfs& vrfs, FecIdSource& source, NetlinkSocket socket)
     : loop_(loop),
       vrfs_(vrfs),
-      socket_(options.receiveBuffer),
+      socket_(std::move(socket)),
       state_(vrfs, source, loop.scheduler()),
-      timer_(makeEntity<TimerTask>(loop.scheduler(),
-                                   TaskPriority::mostUrgent,
-                                   "kernelRoutesRecheck")) {
+      damageWait_(damageSpacing),
+      timer_(timerOf(loop, "kernelRoutesRecheck")),
+      damageTimer_(timerOf(loop, "kernelRoutesDamage")),
+      answerTimer_(timerOf(loop, "kernelRoutesAnswer")) {
   timerRun_.subscribe(*timer_);
+  damageTimerRun_.subscribe(*damageTimer_);
+  answerTimerRun_.subscribe(*answerTimer_);
   state_.vrfAddedIs([this](Vrf& vrf) { vrfAdded(vrf); });
 }
 
@@ -86,14 +103,14 @@ void KernelRoutes::datagram(Bytes messages) {
     message(*next);
   }
   if (!messages.empty()) {
+    ++counters_.truncated;
     torn_ = true;
     lost();
   }
 }
 
 // A notification carries the sequence number and port of whoever made the change; this socket makes
-// none. What else carries its port is the rest of a dump that the kernel reported as failed,
-// because the receive buffer was full, and sent all the same.
+// none. What else carries its port is of a dump that was given up.
 void KernelRoutes::message(const Message& message) {
   if (message.port != socket_.port()) {
     if (message.type >= NLMSG_MIN_TYPE) {
@@ -104,13 +121,14 @@ void KernelRoutes::message(const Message& message) {
   if (!dump_ || message.sequence != sequence_) {
     return;
   }
+  answered_ = true;
   if ((message.flags & NLM_F_DUMP_INTR) != 0) {
     torn_ = true;
   }
   switch (message.type) {
     case NLMSG_DONE:
     case NLMSG_ERROR:
-      return dumpAnswered(message.body);
+      return dumpAnswered(message);
     default:
       state_.dumpMessage(message);
   }
@@ -119,9 +137,14 @@ void KernelRoutes::message(const Message& message) {
 // ---- dumps
 // ---------------------------------------------------------------------------------------
 
-// Both kinds of answer begin with a negative error, or 0.
-void KernelRoutes::dumpAnswered(Bytes body) {
-  const int error = -headOf<std::int32_t>(body).value_or(0);
+// Both kinds of answer begin with a negative error, or 0. An error because the receive buffer is
+// full ends no dump: the kernel goes on with it when there is room, and refuses others until then.
+void KernelRoutes::dumpAnswered(const Message& message) {
+  const int error = -headOf<std::int32_t>(message.body).value_or(0);
+  if (message.type == NLMSG_ERROR && error == ENOBUFS) {
+    torn_ = true;
+    return;
+  }
   if (error != 0 && !meansNothingThere(error)) {
     ++counters_.failedDumps;
     log(LogLevel::warning,
@@ -135,10 +158,25 @@ void KernelRoutes::dumpAnswered(Bytes body) {
 void KernelRoutes::dumpFinished(bool complete) {
   state_.dumpEnd(complete);
   dump_.reset();
+  answerTimer_->stopTimerTask();
   if (!complete) {
     lost();
   }
   dumpNext();
+}
+
+// The request or its answer was lost, because neither had room.
+void KernelRoutes::answerOverdue(FieldId /*field*/, const void* /*key*/) {
+  if (!dump_) {
+    return;
+  }
+  if (std::exchange(answered_, false)) {
+    return answerTimer_->scheduleTaskLowestDelay(answerLimit);
+  }
+  ++counters_.failedDumps;
+  log(LogLevel::warning, "the kernel did not dump its routes: no answer");
+  dumpFinished(false);
+  recheckLater();
 }
 
 void KernelRoutes::dumpNext() {
@@ -148,11 +186,15 @@ void KernelRoutes::dumpNext() {
   dump_ = queue_.front();
   queue_.pop_front();
   torn_ = false;
+  answered_ = false;
   state_.dumpBegin(*dump_);
   sequence_ = socket_.request(*dump_);
+  answerTimer_->scheduleTaskLowestDelay(answerLimit);
 }
 
+// Routes that do not read keep nobody waiting, as they may never do.
 void KernelRoutes::queueIsEmpty() {
+  doubtsTake();
   if (lost_) {
     return;
   }
@@ -164,6 +206,10 @@ void KernelRoutes::queueIsEmpty() {
       vrfReadyHook_(*vrf);
     }
   }
+  if (damaged_) {
+    return;
+  }
+  damageWait_ = damageSpacing;
   if (!synced_) {
     synced_ = true;
     if (syncedHook_) {
@@ -191,25 +237,46 @@ void KernelRoutes::vrfAdded(Vrf& vrf) {
 void KernelRoutes::lost() {
   lost_ = true;
   synced_ = false;
-  wanted_.everything = true;
+}
+
+void KernelRoutes::doubtsTake() {
+  Recheck more = state_.takeRecheck();
+  if (more.any()) {
+    lastDoubt_ = loop_.scheduler()->clock()->now();
+    firstDoubt_ = doubts_.any() ? firstDoubt_ : lastDoubt_;
+    doubts_.everything = doubts_.everything || more.everything;
+    doubts_.interfaces.merge(more.interfaces);
+  }
+  if (more.damaged) {
+    damaged_ = true;
+    synced_ = false;
+    damageTimer_->scheduleTaskLowestDelay(damageWait_);
+  }
 }
 
 void KernelRoutes::recheckLater() {
-  Recheck more = state_.takeRecheck();
-  if (more.any()) {
-    doubtSince_ = loop_.scheduler()->clock()->now();
-  }
-  wanted_.everything = wanted_.everything || more.everything;
-  wanted_.interfaces.merge(more.interfaces);
-  if (wanted_.any() && !dump_) {
+  doubtsTake();
+  if ((lost_ || doubts_.any()) && !dump_) {
     timer_->scheduleTaskLowestDelay(recheckDelay());
   }
 }
 
+bool KernelRoutes::everythingWanted() const noexcept {
+  return lost_ || doubts_.everything || doubts_.interfaces.size() > checkedApart;
+}
+
 Nanoseconds KernelRoutes::recheckDelay() const {
-  const Nanoseconds spacing = wanted_.everything ? readingSpacing : checkSpacing;
-  const Nanoseconds due = std::max(lastReading_ + spacing, doubtSince_ + checkDelay);
+  Nanoseconds due = lastReading_ + (everythingWanted() ? readingSpacing : checkSpacing);
+  if (doubts_.any()) {
+    due = std::max(due, std::min(lastDoubt_ + checkDelay, firstDoubt_ + mostCheckDelay));
+  }
   return std::max(due - loop_.scheduler()->clock()->now(), Nanoseconds(0));
+}
+
+void KernelRoutes::damageOverdue(FieldId /*field*/, const void* /*key*/) {
+  damageWait_ = std::min<Nanoseconds>(2 * damageWait_, mostDamageSpacing);
+  lost();
+  recheckLater();
 }
 
 // The timer may have been armed for a check before everything was wanted.
@@ -217,17 +284,24 @@ void KernelRoutes::recheck(FieldId /*field*/, const void* /*key*/) {
   if (recheckDelay() > Nanoseconds(0)) {
     return timer_->scheduleTaskLowestDelay(recheckDelay());
   }
-  const Recheck wanted = std::exchange(wanted_, {});
   std::vector<DumpRequest> requests;
-  if (wanted.everything || wanted.interfaces.size() > checkedApart) {
+  if (everythingWanted()) {
     ++counters_.resyncs;
     lost_ = false;
+    damaged_ = false;
+    damageTimer_->stopTimerTask();
     requests = state_.everything();
   } else {
     ++counters_.checks;
-    requests = checksOf(wanted.interfaces);
+    requests = checksOf(doubts_.interfaces);
   }
   lastReading_ = loop_.scheduler()->clock()->now();
+  // Of the latest reason the kernel may have to drop the routes yet: once more, then.
+  if (lastReading_ < lastDoubt_ + checkDelay) {
+    firstDoubt_ = lastReading_;
+  } else {
+    doubts_ = {};
+  }
   queue_.insert(queue_.end(), requests.begin(), requests.end());
   if (!dump_) {
     dumpNext();

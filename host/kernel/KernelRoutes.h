@@ -9,13 +9,17 @@
 //   doubt      something changed that may have removed routes without a word (KernelState.h): what
 //              was done by rule is checked by reading the routes concerned again
 //
+//   damage     a message does not read: as for what was lost; if it never does, ever more seldom
+//
 // Reading again begins at most once a second, and a check a little after its reason, because the
 // kernel drops routes after it tells of the reason. Notifications are never stopped for it, and
-// what has not changed causes no event.
+// what has not changed causes no event. Reasons that keep coming delay neither: a reading that
+// began too soon after the last of them is followed by another.
 //
 // It is synced when what is here is what the kernel has, as far as anybody can tell: from the end
-// of the first reading on, but not from a loss to the end of the next reading. A VRF is ready,
-// once, when its first routes are complete; then its manager may start.
+// of the first reading on, but not from a loss or a damaged message to the end of the next reading.
+// A VRF is ready, once, when its first routes are complete, or all that read; then its manager may
+// start.
 //
 // Owner: the daemon. It must end before the event loop and the VRFs.
 
@@ -80,6 +84,8 @@ class KernelRoutes {
 
   // Throws: SystemError.
   KernelRoutes(EventLoop& loop, Vrfs& vrfs, FecIdSource& source, const Options& options);
+  // With a socket that a test answers.
+  KernelRoutes(EventLoop& loop, Vrfs& vrfs, FecIdSource& source, NetlinkSocket socket);
   KernelRoutes(const KernelRoutes&) = delete;
   KernelRoutes& operator=(const KernelRoutes&) = delete;
   ~KernelRoutes();
@@ -101,13 +107,17 @@ class KernelRoutes {
   void readable();
   void datagram(Bytes messages);
   void message(const Message& message);
-  void dumpAnswered(Bytes body);
+  void dumpAnswered(const Message& message);
   void dumpFinished(bool complete);
   void dumpNext();
+  void answerOverdue(FieldId field, const void* key);
   void queueIsEmpty();
   void lost();
+  void doubtsTake();
   void recheckLater();
+  bool everythingWanted() const noexcept;
   Nanoseconds recheckDelay() const;
+  void damageOverdue(FieldId field, const void* key);
   std::vector<DumpRequest> checksOf(const std::set<std::uint32_t>& interfaces) const;
   void recheck(FieldId field, const void* key);
   void vrfAdded(Vrf& vrf);
@@ -124,19 +134,29 @@ class KernelRoutes {
   std::optional<DumpRequest> dump_;
   std::uint32_t sequence_ = 0;
   bool torn_ = false;
-  // What is to be read again when its time has come.
-  Recheck wanted_;
-  Nanoseconds doubtSince_{0};
+  // Something of it came since this was asked last.
+  bool answered_ = false;
+  // What is to be read again when its time has come; when the first and the last reason came.
+  Recheck doubts_;
+  Nanoseconds firstDoubt_{0};
+  Nanoseconds lastDoubt_{0};
   Nanoseconds lastReading_{0};
   // Something was lost that no dump under way or in the queue makes good.
   bool lost_ = false;
+  // The same of messages that did not read; how long to wait before asking for them again.
+  bool damaged_ = false;
+  Nanoseconds damageWait_;
   bool synced_ = false;
   bool started_ = false;
   std::set<VrfName> notReady_;
   Counters counters_;
 
   Ptr<TimerTask> timer_;
+  Ptr<TimerTask> damageTimer_;
+  Ptr<TimerTask> answerTimer_;
   Subscription<KernelRoutes, &KernelRoutes::recheck> timerRun_{*this};
+  Subscription<KernelRoutes, &KernelRoutes::damageOverdue> damageTimerRun_{*this};
+  Subscription<KernelRoutes, &KernelRoutes::answerOverdue> answerTimerRun_{*this};
 };
 
 }  // namespace Routing::Host

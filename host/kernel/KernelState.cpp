@@ -29,21 +29,21 @@ void KernelState::apply(const Message& message, bool inDump) {
       return routeMessage(message, inDump);
     case RTM_NEWNEXTHOP:
     case RTM_DELNEXTHOP:
-      return nexthopMessage(message, inDump);
+      return nexthopMessage(message);
     case RTM_NEWLINK:
     case RTM_DELLINK:
-      return linkMessage(message, inDump);
+      return linkMessage(message);
     case RTM_NEWADDR:
     case RTM_DELADDR:
-      return addressMessage(message, inDump);
+      return addressMessage(message);
     default:
       ++counters_.passedOver;
   }
 }
 
-// A damaged message says that something happened, not what. In a dump it may have been the last
+// A damaged message says that something happened, not what. In a dump it may have been the only
 // sign of something that is there.
-bool KernelState::accept(Parsed parsed, bool inDump) {
+bool KernelState::accept(Parsed parsed) {
   switch (parsed) {
     case Parsed::value:
       ++counters_.applied;
@@ -54,14 +54,14 @@ bool KernelState::accept(Parsed parsed, bool inDump) {
     case Parsed::damaged:
       ++counters_.damaged;
       damaged_ = true;
-      recheck_.everything = recheck_.everything || !inDump;
+      recheck_.damaged = true;
       return false;
   }
   return false;
 }
 
 void KernelState::routeMessage(const Message& message, bool inDump) {
-  if (!accept(parseRoute(message.body, route_), inDump)) {
+  if (!accept(parseRoute(message.body, route_))) {
     return;
   }
   VrfRoutes* routes = routesOfTable(route_.table);
@@ -99,8 +99,8 @@ void KernelState::routeMessage(const Message& message, bool inDump) {
   }
 }
 
-void KernelState::nexthopMessage(const Message& message, bool inDump) {
-  if (!accept(parseNexthop(message.body, nexthop_), inDump)) {
+void KernelState::nexthopMessage(const Message& message) {
+  if (!accept(parseNexthop(message.body, nexthop_))) {
     return;
   }
   const std::uint32_t object = nexthop_.object;
@@ -120,9 +120,9 @@ void KernelState::nexthopMessage(const Message& message, bool inDump) {
   }
 }
 
-void KernelState::linkMessage(const Message& message, bool inDump) {
+void KernelState::linkMessage(const Message& message) {
   LinkMessage link;
-  if (accept(parseLink(message.body, link), inDump)) {
+  if (accept(parseLink(message.body, link))) {
     if (message.type == RTM_NEWLINK) {
       linkIs(link);
     } else {
@@ -131,9 +131,9 @@ void KernelState::linkMessage(const Message& message, bool inDump) {
   }
 }
 
-void KernelState::addressMessage(const Message& message, bool inDump) {
+void KernelState::addressMessage(const Message& message) {
   AddressMessage address;
-  if (accept(parseAddress(message.body, address), inDump)) {
+  if (accept(parseAddress(message.body, address))) {
     if (message.type == RTM_NEWADDR) {
       links_.addressIs(address);
     } else {

@@ -57,7 +57,10 @@ struct Recheck {
   bool everything = false;
   // Routes that use these, and the nexthop objects.
   std::set<std::uint32_t> interfaces;
+  // Messages did not read, of dumps or others. They may be such that they never do.
+  bool damaged = false;
 
+  // Whether the kernel has, or is about to have, other routes than there are here.
   bool any() const noexcept { return everything || !interfaces.empty(); }
 };
 
@@ -106,11 +109,11 @@ class KernelState {
 
  private:
   void apply(const Message& message, bool inDump);
-  bool accept(Parsed parsed, bool inDump);
+  bool accept(Parsed parsed);
   void routeMessage(const Message& message, bool inDump);
-  void nexthopMessage(const Message& message, bool inDump);
-  void linkMessage(const Message& message, bool inDump);
-  void addressMessage(const Message& message, bool inDump);
+  void nexthopMessage(const Message& message);
+  void linkMessage(const Message& message);
+  void addressMessage(const Message& message);
 
   VrfRoutes* routesOfTable(std::uint32_t table) noexcept;
   FecId fecOf(VrfRoutes& routes, RouteMessage& route);

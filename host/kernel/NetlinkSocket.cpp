@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <utility>
 
 namespace Routing::Host {
 
@@ -23,6 +24,11 @@ unsigned char kernelFamily(AddressFamily family) noexcept {
       break;
   }
   return AF_UNSPEC;
+}
+
+// Lack of memory, for which nobody should end.
+bool passes(int error) noexcept {
+  return error == ENOBUFS || error == ENOMEM || error == EAGAIN || error == EINTR;
 }
 
 template <class T>
@@ -64,6 +70,9 @@ nlmsghdr* compose(void* buffer, const DumpRequest& dump) {
 }
 
 }  // namespace
+
+NetlinkSocket::NetlinkSocket(FileDescriptor fd, std::uint32_t port)
+    : fd_(std::move(fd)), port_(port), rooms_(roomSize * batchSize) {}
 
 NetlinkSocket::NetlinkSocket(std::size_t receiveBuffer) : rooms_(roomSize * batchSize) {
   open();
@@ -122,15 +131,10 @@ std::uint32_t NetlinkSocket::request(const DumpRequest& dump) {
   std::array<std::byte, 256> buffer{};
   nlmsghdr* head = compose(buffer.data(), dump);
   head->nlmsg_seq = ++sequence_;
-  sockaddr_nl kernel{};
-  kernel.nl_family = AF_NETLINK;
-  systemCall(static_cast<int>(::sendto(fd_.get(),
-                                       head,
-                                       head->nlmsg_len,
-                                       0,
-                                       reinterpret_cast<const sockaddr*>(&kernel),
-                                       sizeof kernel)),
-             "cannot ask the kernel for a dump");
+  // The kernel is who a netlink socket sends to unless told otherwise.
+  if (::send(fd_.get(), head, head->nlmsg_len, 0) == -1 && !passes(errno)) {
+    throw SystemError(errno, "cannot ask the kernel for a dump");
+  }
   return sequence_;
 }
 

@@ -36,6 +36,9 @@ class NetlinkSocket {
   // `receiveBuffer` is in bytes; beyond the system's limit only for who may.
   // Throws: SystemError.
   explicit NetlinkSocket(std::size_t receiveBuffer);
+  // Takes what is open already, does not block and keeps datagrams apart: for tests that play the
+  // kernel at its other end, and name the port that they answer to.
+  NetlinkSocket(FileDescriptor fd, std::uint32_t port);
 
   int fd() const noexcept { return fd_.get(); }
   std::uint32_t port() const noexcept { return port_; }
@@ -43,7 +46,8 @@ class NetlinkSocket {
   std::size_t receiveBuffer() const noexcept { return receiveBuffer_; }
 
   // Asks for a dump; every message of the reply carries this port and the sequence number that is
-  // returned. Requires: no dump under way. Throws: SystemError.
+  // returned. One that the kernel had no memory for is not answered.
+  // Requires: no dump under way. Throws: SystemError.
   std::uint32_t request(const DumpRequest& dump);
   // Reads once what is waiting, at most batchSize datagrams. Throws: SystemError.
   Received receive(const Handler& handler);

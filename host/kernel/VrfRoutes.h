@@ -137,7 +137,7 @@ class VrfRoutes {
   using Doomed = std::function<bool(const IpGenPrefix& prefix, const Alternative& alternative)>;
 
   Alternative alternativeOf(const RouteMessage& route, FecId fec) const noexcept;
-  // True for a scope that would name the route of this family and table by its interface.
+  // True when the scope is of all interfaces, or of one that the route uses.
   bool isIn(const Scope& scope, const Alternative& alternative) const;
   Alternative plainOf(const Fib::Route& route) const noexcept;
   bool isPlain(const Alternatives& alternatives) const noexcept;

@@ -357,7 +357,7 @@ TEST_F(KernelStateTest, ADamagedMessageAsksForAReading) {
   message.body = message.body.first(message.body.size() - 3);
   state_->notification(message);
   EXPECT_EQ(state_->counters().damaged, 1U);
-  EXPECT_TRUE(state_->takeRecheck().everything);
+  EXPECT_TRUE(state_->takeRecheck().damaged);
 }
 
 }  // namespace
