@@ -4,6 +4,7 @@
 #include <charconv>
 #include <map>
 
+#include "host/kernel/VrfRoutes.h"
 #include "host/loop/RuntimeDirectory.h"
 
 namespace Routing::Host {
@@ -20,6 +21,10 @@ std::pair<VrfName, std::uint32_t> vrfOf(const std::string& text) {
     const char* const first = text.data() + equals + 1;
     const char* const end = text.data() + text.size();
     const auto [stopped, error] = std::from_chars(first, end, table);
+    if (error == std::errc{} && stopped == end && table == VrfRoutes::localTable) {
+      throw CLI::ValidationError("--vrf",
+                                 "'" + text + "': table 255 is part of the VRF of table 254");
+    }
     if (error == std::errc{} && stopped == end && table != 0) {
       return {text.substr(0, equals), table};
     }
