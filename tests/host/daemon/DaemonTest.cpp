@@ -95,12 +95,8 @@ TEST_F(DaemonTest, ASecondDaemonOnTheSameStoreEndsWithOne) {
 }
 
 TEST_F(DaemonTest, AWrongArgumentEndsWithTwo) {
-  for (const char* argument : {"--vrf red",
-                               "--vrf =10",
-                               "--vrf red=0",
-                               "--vrf loc=255",
-                               "--tls a:1",
-                               "--nothing"}) {
+  for (const char* argument :
+       {"--vrf red", "--vrf =10", "--vrf red=0", "--vrf loc=255", "--tls a:1", "--nothing"}) {
     const std::string command = std::string(NEXTHOPD " ") + argument + " 2>/dev/null >&2";
     const int status = std::system(command.c_str());
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 2) << argument;
