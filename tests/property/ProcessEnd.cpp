@@ -6,10 +6,10 @@
 #include <cstdio>
 #include <string>
 
-// NOLINTBEGIN(bugprone-reserved-identifier): what the sanitizers ask for by these names
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the sanitizers' names
 extern "C" const char* __asan_default_options() { return "abort_on_error=1"; }
 extern "C" const char* __ubsan_default_options() { return "abort_on_error=1"; }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 namespace Routing::Support {
 
