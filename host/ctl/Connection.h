@@ -7,6 +7,7 @@
 #include <grpcpp/client_context.h>
 #include <nexthop/v1/nexthop.grpc.pb.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -35,12 +36,12 @@ class Connection {
     check((*stub_.*method)(&context, request, &response));
     return response;
   }
+  // Of an answer that is asked for now.
+  std::chrono::system_clock::time_point deadline() const;
   // Throws: CtlError for what is not good.
   void check(const grpc::Status& status) const;
 
  private:
-  std::chrono::system_clock::time_point deadline() const;
-
   // "no nexthopd listens on PATH" needs it.
   std::string place_;
   double timeoutSeconds_;

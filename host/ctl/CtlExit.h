@@ -21,6 +21,8 @@ enum class CtlExit : std::uint8_t {
   refused = 4,
   // The output could not be written.
   noOutput = 5,
+  // The machine did not let the program work: no descriptor, no memory.
+  cannot = 6,
 };
 
 // What ends the program early, in words for its user.

@@ -94,8 +94,11 @@ void printExplanation(const std::string& address, const Proto::ExplainResponse& 
   for (const Proto::Via& via : response.vias()) {
     printLine("  via " + viaWord(via));
   }
+  // What covers an address that nothing is known of is not known either.
   if (response.candidates().empty()) {
-    printLine("no prefix covers it");
+    if (response.status().state() != Proto::NEXTHOP_STATE_UNKNOWN) {
+      printLine("no prefix covers it");
+    }
   } else {
     printLine("prefixes that cover it, the longest first");
     Table table({"  PREFIX", "VERDICT", "TYPE", "METRIC", "PREFERENCE", "FEC", "KERNEL ROUTES"});

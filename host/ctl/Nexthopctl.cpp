@@ -73,7 +73,7 @@ int nexthopctl(int argc, const char* const* argv) noexcept {
     return exitCode(error.code());
   } catch (const std::exception& error) {
     complain(error.what());
-    return exitCode(CtlExit::refused);
+    return exitCode(CtlExit::cannot);
   }
 }
 

@@ -90,6 +90,7 @@ CtlExit showForwarding(Connection& connection, const CtlOptions& options) {
   request.set_vrf(options.vrf);
   request.set_snapshot_only(true);
   grpc::ClientContext context;
+  context.set_deadline(connection.deadline());
   const auto reader = connection.stub().WatchForwarding(&context, request);
   Table table({"IDENTIFIER", "VIA"});
   Proto::WatchForwardingResponse message;

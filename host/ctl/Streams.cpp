@@ -95,9 +95,12 @@ class NexthopPrinter {
                 "IDENTIFIER"}};
 };
 
-// Reads until the daemon ends the stream.
+// Reads until the daemon ends the stream; a snapshot must be there in time.
 void follow(Connection& connection, const Proto::WatchRequest& request, bool json) {
   grpc::ClientContext context;
+  if (request.snapshot_only()) {
+    context.set_deadline(connection.deadline());
+  }
   const auto reader = connection.stub().Watch(&context, request);
   NexthopPrinter printer(json);
   Proto::WatchResponse message;
@@ -107,12 +110,14 @@ void follow(Connection& connection, const Proto::WatchRequest& request, bool jso
   connection.check(reader->Finish());
 }
 
-// Reads until each of the addresses has been told of and is not waiting for its first look.
+// Reads until each of the addresses has been looked at: until then it is unknown, whatever it waits
+// for.
 void followOnce(Connection& connection,
                 const Proto::WatchRequest& request,
                 std::set<std::string> waiting,
                 bool json) {
   grpc::ClientContext context;
+  context.set_deadline(connection.deadline());
   const auto reader = connection.stub().Watch(&context, request);
   NexthopPrinter printer(json);
   Proto::WatchResponse message;
@@ -123,7 +128,7 @@ void followOnce(Connection& connection,
     }
     printer.message(message);
     for (const Proto::NexthopStatus& status : message.nexthops()) {
-      if (status.reason() != Proto::REASON_PENDING) {
+      if (status.state() != Proto::NEXTHOP_STATE_UNKNOWN) {
         waiting.erase(status.address());
       }
     }

@@ -93,6 +93,14 @@ TEST_F(Nexthopctl, ExplainTellsThatNothingCoversTheAddress) {
   EXPECT_EQ(run("explain 10.1.2.3").output, "10.1.2.3 failed: no-route\nno prefix covers it\n");
 }
 
+TEST_F(Nexthopctl, ExplainSaysNoMoreThanThatWhileTheTableIsBeingRead) {
+  managing = false;
+  start();
+  const CtlRun explain = run("explain 10.1.2.3");
+  EXPECT_EQ(explain.output, "10.1.2.3 unknown: resyncing\n");
+  EXPECT_EQ(explain.exitCode, 1);
+}
+
 TEST_F(Nexthopctl, HistoryListsTheChangesOfEachClient) {
   start();
   registered("bgp", {"10.1.2.3"});

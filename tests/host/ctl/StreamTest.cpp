@@ -60,6 +60,43 @@ TEST_F(NexthopctlStream, RegisterOnceEndsWhenEachAddressHasItsStatus) {
   EXPECT_NE(registers.output.find(R"("addr":"192.0.2.9","state":"failed")"), std::string::npos);
 }
 
+TEST_F(NexthopctlStream, RegisterOnceWaitsUntilTheKernelsTableHasBeenRead) {
+  managing = false;
+  std::atomic<bool> synced = false;
+  hooks.synced = [&synced] { return synced.load(); };
+  start();
+  RunningCtl registers(command("register bgp 10.1.2.3 --once --json 2>&1"));
+  EXPECT_NE(registers.line().find(R"("state":"unknown","reason":"resyncing")"), std::string::npos);
+  routeIs("10.0.0.0/8", 12, 4);
+  onLoop([&] {
+    synced = true;
+    vrfs->managerStart(*vrf);
+    service->syncedChanged();
+  });
+  EXPECT_NE(registers.line().find(R"("state":"resolved")"), std::string::npos);
+  EXPECT_EQ(registers.finish(), 0);
+}
+
+TEST_F(NexthopctlStream, WhatEndsByItselfDoesNotWaitForADaemonThatHangs) {
+  start();
+  flushing = false;
+  for (const char* command : {"show nexthops", "show forwarding"}) {
+    const CtlRun hanging = run(std::string("--timeout 0.2 ") + command);
+    EXPECT_EQ(hanging.exitCode, 3) << command;
+    EXPECT_EQ(hanging.errors,
+              "nexthopctl: nexthopd at " + options.socketPath + " does not answer\n");
+  }
+}
+
+TEST_F(NexthopctlStream, RegisterOnceDoesNotWaitForEverForTheKernelsTable) {
+  managing = false;
+  start();
+  const CtlRun registers = run("--timeout 0.5 register bgp 10.1.2.3 --once");
+  EXPECT_EQ(registers.exitCode, 3);
+  EXPECT_EQ(registers.errors,
+            "nexthopctl: nexthopd at " + options.socketPath + " does not answer\n");
+}
+
 TEST_F(NexthopctlStream, RegisterStaysAndFollows) {
   start();
   RunningCtl registers(command("register bgp 10.1.2.3 --no-default-route 2>&1"));
