@@ -226,8 +226,9 @@ void Recorder::statusChanged(const String& name) {
   }
 }
 
-// A replay has words for resolved entries only. Whatever else an earlier run left is reviewed by
-// the manager before anybody sees it.
+// A replay has words for resolved entries only, without their metrics and types. The rest of what
+// an earlier run left is written by the manager's review, in the daemon and in the replay alike; in
+// a VRF that has not come back there is none, and the replay shows less than the daemon.
 void Recorder::statusWrite(const String& name, const NexthopStatus& status) {
   for (auto vrf = status.vrf().cursor(); !vrf.atEnd(); vrf.next()) {
     const NexthopVrfStatus& entries = *status.vrf(vrf.key());
@@ -410,12 +411,12 @@ void Recorder::tasksFollow() {
 
 void Recorder::taskFollow(const Ptr<const Task>& task, bool isTimer) {
   const bool isFollowed = std::any_of(tasks_.begin(), tasks_.end(), [&task](const auto& followed) {
-    return followed.task == &*task;
+    return followed.task == task.get();
   });
   if (!task || isFollowed) {
     return;
   }
-  tasks_.push_back({&*task, isTimer, 0, nullptr});
+  tasks_.push_back({task.get(), isTimer, 0, nullptr});
   FollowedTask& followed = tasks_.back();
   followed.listener = std::make_unique<Listener>(*task, [this, &followed](FieldId, const void*) {
     taskRan(followed);

@@ -15,7 +15,8 @@ namespace Routing::Host {
 
 class ReplayFile {
  public:
-  // Makes the file, or empties it. Throws: SystemError.
+  // Makes the file. One that is there is an earlier recording and becomes PATH.1, or the first
+  // such name that is free. Throws: SystemError.
   explicit ReplayFile(const std::string& path);
   ReplayFile(const ReplayFile&) = delete;
   ReplayFile& operator=(const ReplayFile&) = delete;

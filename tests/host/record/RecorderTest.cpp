@@ -149,6 +149,23 @@ TEST(ReplayFile, AFileThatCannotBeMadeIsReported) {
   EXPECT_THROW(ReplayFile("/proc/recording"), SystemError);
 }
 
+TEST(ReplayFile, EarlierRecordingsAreKeptUnderTheNextNumbers) {
+  std::string directory = ::testing::TempDir() + "replay-file-XXXXXX";
+  ASSERT_NE(::mkdtemp(directory.data()), nullptr);
+  const std::string path = directory + "/day.replay";
+  for (const char* text : {"first", "second", "third"}) {
+    ReplayFile(path).line(text);
+  }
+  std::string found;
+  for (const char* name : {"day.replay.1", "day.replay.2", "day.replay"}) {
+    std::string line;
+    std::getline(std::ifstream(directory + "/" + name), line);
+    found += line + " ";
+  }
+  EXPECT_EQ(found, "first second third ");
+  EXPECT_EQ(std::system(("rm -r '" + directory + "'").c_str()), 0);
+}
+
 TEST(ReplayFile, AFullDiskEndsTheRecordingAndNothingElse) {
   ReplayFile file("/dev/full");
   file.line("vrf default");
