@@ -33,12 +33,14 @@ TEST_F(Loss, ABatchBeyondTheReceiveBufferIsReadAgainAtMostOnceASecond) {
   net_.link("v0", "10.0.0.1/24");
   follow({.receiveBuffer = 4096});
   own_ = vrf_->routes4()->routeCount();
+  const Nanoseconds began = scheduler_->clock()->now();
   change("add", 0, count);
   EXPECT_TRUE(until([this] { return routes() == count && routes_->synced(); }, 20));
   EXPECT_GE(routes_->counters().overruns, 1U);
+  const TimerTask::Seconds passed = scheduler_->clock()->now() - began;
   const std::uint64_t resyncs = routes_->counters().resyncs;
   EXPECT_GE(resyncs, 1U);
-  EXPECT_LE(resyncs, 4U) << "at most one a second";
+  EXPECT_LE(static_cast<double>(resyncs), passed.count() + 1) << "at most one a second";
   change("del", 0, count - 10);
   EXPECT_TRUE(until([this] { return routes() == 10 && routes_->synced(); }, 20));
   EXPECT_EQ(shown(address(count - 1) + "/32"), "boot metric 0 via 10.0.0.2");
@@ -46,6 +48,8 @@ TEST_F(Loss, ABatchBeyondTheReceiveBufferIsReadAgainAtMostOnceASecond) {
 }
 
 TEST_F(Loss, ReadingAgainWhatHasNotChangedCausesNoEvent) {
+  // Otherwise the links' own addresses come a second later.
+  net_.sysctl("ipv6/conf/default/accept_dad", "0");
   net_.link("v0", "10.0.0.1/24");
   net_.ip("nexthop add id 1 via 10.0.0.3 dev v0");
   net_.ip("route add 192.0.2.0/24 nhid 1");
