@@ -194,6 +194,14 @@ TEST_F(KernelStateTest, AMessageThatWasOnItsWayDoesNotReviveALinkThatIsDown) {
   EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.2");
 }
 
+TEST_F(KernelStateTest, ALinkThatWentDownAndUpInOneBatchHasLostItsRoutes) {
+  add(via("192.0.2.0/24", "10.0.0.2"));
+  tellMore(linkMessage(1, "v1", 0));
+  tell(linkMessage(1, "v1", IFF_UP | IFF_RUNNING));
+  EXPECT_EQ(shown("192.0.2.0/24"), "absent") << "the kernel tells of those that it adds again";
+  EXPECT_EQ(state_->takeRecheck().interfaces, std::set<std::uint32_t>{1});
+}
+
 TEST_F(KernelStateTest, ALinkOfNoRouteNeedsNoReading) {
   tell(linkMessage(2, "v2", 0));
   tell(linkMessage(2, "v2", IFF_UP));
@@ -311,6 +319,17 @@ TEST_F(KernelStateTest, AVrfDeviceIsAVrfOfItsNameAndTable) {
   EXPECT_EQ(shown(*vrfs_.vrf("red"), "192.0.2.0/24"), "10.0.0.2");
   tell(linkMessage(7, "red", 0, 10, RTM_DELLINK));
   EXPECT_EQ(vrfs_.vrf("red"), nullptr);
+}
+
+TEST_F(KernelStateTest, AVrfDeviceHasItsIpv6RoutesAndAddressesInItsOwnTable) {
+  tell(linkMessage(7, "red", IFF_UP, 10));
+  add({.prefix = "2001:db8::/32", .hops = {{"fe80::2"}}, .metric = 1024, .table = 10});
+  add({.prefix = "2001:db8:f::1/128", .hops = {{"", 7}}, .table = 10, .type = RTN_LOCAL});
+  const Vrf* const red = vrfs_.vrf("red");
+  ASSERT_NE(red, nullptr);
+  EXPECT_EQ(shown(*red, "2001:db8::/32"), "fe80::2");
+  EXPECT_EQ(shown(*red, "2001:db8:f::1/128"), "local");
+  EXPECT_EQ(shown("2001:db8:f::1/128"), "absent");
 }
 
 TEST_F(KernelStateTest, AVrfDeviceOfATableThatHasAVrfChangesNothing) {

@@ -70,11 +70,10 @@ TEST(RouteMessages, TheOutermostLabelIsKeptAndDeeperStacksAreCounted) {
   EXPECT_EQ(route.hops[0].via.mplsLabelAndAction().action(), labelPush);
   EXPECT_EQ(route.hops[1].via.mplsLabelAndAction().label(), 200U);
   EXPECT_EQ(route.deepLabelStacks, 1U);
-  EXPECT_EQ(parsed(route4.with([](TestRoute& r) { r.hops[0].labels = {16}; }))
-                .hops[0]
-                .via.mplsLabelAndAction()
-                .label(),
-            16U);
+  for (const TestRoute& one : {route4, route6}) {
+    const RouteMessage single = parsed(one.with([](TestRoute& r) { r.hops[0].labels = {16}; }));
+    EXPECT_EQ(single.hops[0].via.mplsLabelAndAction().label(), 16U) << one.prefix;
+  }
 }
 
 TEST(RouteMessages, AnEncapsulationOfAnotherKindIsNoLabel) {
