@@ -273,6 +273,7 @@ TEST_F(DamagedTraffic, LeavesTablesTriesAndFecsOfOneMind) {
   const Support::SeedTrace trace(Support::seed());
   std::mt19937_64 random(Support::seed());
   const std::vector<Recorded> kernels = recorded();
+  ASSERT_FALSE(kernels.empty());
   for (int round = 0; round < 20'000; ++round) {
     Message message = kernels[random() % kernels.size()].message();
     std::vector<std::byte> damaged(message.body.begin(), message.body.end());
