@@ -274,7 +274,7 @@ void Daemon::turnEnd() {
   if (store_) {
     store_->commit();
   }
-  service_->flush();
+  service_->flush(metrics_ ? metrics_->cause(loop_.turnTimes().began) : Nanoseconds(0));
   if (recorder_) {
     recorder_->turnEnd();
   }

@@ -1,6 +1,7 @@
 #include "host/metrics/DaemonMetrics.h"
 
 #include <chrono>
+#include <utility>
 
 #include "host/service/NexthopView.h"
 
@@ -57,7 +58,7 @@ DaemonMetrics::DaemonMetrics(const Parts& parts)
                                    sliceBounds)),
       noticeDelays_(metrics_.histogramIs(
           "nexthopd_notice_delay_seconds",
-          "From the kernel message that began a stretch of work until clients were told.",
+          "From the kernel message that began a stretch of work until a stream told of it.",
           delayBounds)) {
   metrics_.gaugeIs("nexthopd_version", "1, with the version.", [this](const Metrics::Sink& sink) {
     sink({{"version", parts_.version}}, 1);
@@ -67,23 +68,25 @@ DaemonMetrics::DaemonMetrics(const Parts& parts)
   });
   addTables();
   addKernel();
+  addKernelDumps();
   addClients();
   if (parts_.store != nullptr) {
     addStore();
   }
 }
 
-void DaemonMetrics::turnEnd(const TurnTimes& times) {
+Nanoseconds DaemonMetrics::cause(Nanoseconds began) {
   const std::uint64_t applied = parts_.kernel.counters().messages.applied;
-  if (applied != applied_ && stretch_ == Nanoseconds(0)) {
-    stretch_ = times.began;
+  if (std::exchange(applied_, applied) != applied && stretch_ == Nanoseconds(0)) {
+    stretch_ = began;
   }
-  applied_ = applied;
-  const std::uint64_t told = parts_.service.figures().told;
-  if (told != told_ && stretch_ != Nanoseconds(0)) {
-    noticeDelays_.observe(seconds(times.ended - stretch_));
+  return stretch_;
+}
+
+void DaemonMetrics::turnEnd(const TurnTimes& times) {
+  for (const Nanoseconds cause : parts_.service.toldCauses()) {
+    noticeDelays_.observe(seconds(times.ended - cause));
   }
-  told_ = told;
   if (!parts_.loop.scheduler()->hasRunnable()) {
     stretch_ = Nanoseconds(0);
   }
@@ -120,49 +123,57 @@ void DaemonMetrics::addTables() {
                    ofVrfs(parts_.vrfs, [](const Vrf& vrf) { return vrf.managed() ? 1 : 0; }));
 }
 
+void DaemonMetrics::kernelCounterIs(
+    const char* name,
+    const char* help,
+    std::function<std::uint64_t(const KernelRoutes::Counters& all)> value) {
+  metrics_.counterIs(name, help, [this, value = std::move(value)] {
+    return number(value(parts_.kernel.counters()));
+  });
+}
+
 void DaemonMetrics::addKernel() {
   using Counters = KernelRoutes::Counters;
-  const auto counter = [this](const char* name, const char* help, auto value) {
-    metrics_.counterIs(name, help, [this, value] {
-      return number(value(parts_.kernel.counters()));
-    });
-  };
   metrics_.gaugeIs("nexthopd_synced", "1 when the tables are the kernel's.", [this] {
     return parts_.kernel.synced() ? 1.0 : 0.0;
   });
-  counter("nexthopd_kernel_messages", "Kernel messages that said something.", [](Counters all) {
-    return all.messages.applied;
-  });
-  counter("nexthopd_kernel_received_bytes", "Bytes of kernel messages.", [](Counters all) {
-    return all.bytes;
-  });
-  counter("nexthopd_kernel_damaged", "Kernel messages that do not read.", [](Counters all) {
-    return all.messages.damaged;
-  });
-  counter("nexthopd_kernel_overruns", "Times that the receive buffer ran over.", [](Counters all) {
-    return all.overruns;
-  });
-  counter("nexthopd_kernel_truncated", "Kernel messages that were cut off.", [](Counters all) {
-    return all.truncated;
-  });
-  counter("nexthopd_kernel_torn_dumps", "Dumps that changes tore.", [](Counters all) {
-    return all.tornDumps;
-  });
-  counter("nexthopd_kernel_failed_dumps", "Dumps that the kernel refused.", [](Counters all) {
-    return all.failedDumps;
-  });
-  counter("nexthopd_kernel_resyncs", "Readings of everything after the first.", [](Counters all) {
-    return all.resyncs;
-  });
-  counter("nexthopd_kernel_checks", "Readings of the routes of an interface.", [](Counters all) {
-    return all.checks;
-  });
-  counter("nexthopd_kernel_deep_label_stacks",
-          "Hops with several MPLS labels, of which the outermost was taken.",
-          [](Counters all) { return all.messages.deepLabelStacks; });
-  counter("nexthopd_kernel_vias_beyond_limit",
-          "Vias left out of a FEC with too many.",
-          [](Counters all) { return all.viasBeyondLimit; });
+  kernelCounterIs("nexthopd_kernel_messages",
+                  "Kernel messages that said something.",
+                  [](const Counters& all) { return all.messages.applied; });
+  kernelCounterIs("nexthopd_kernel_received_bytes",
+                  "Bytes of kernel messages.",
+                  [](const Counters& all) { return all.bytes; });
+  kernelCounterIs("nexthopd_kernel_damaged",
+                  "Kernel messages that do not read.",
+                  [](const Counters& all) { return all.messages.damaged; });
+  kernelCounterIs("nexthopd_kernel_overruns",
+                  "Times that the receive buffer ran over.",
+                  [](const Counters& all) { return all.overruns; });
+  kernelCounterIs("nexthopd_kernel_truncated",
+                  "Kernel messages that were cut off.",
+                  [](const Counters& all) { return all.truncated; });
+  kernelCounterIs("nexthopd_kernel_deep_label_stacks",
+                  "Hops with several MPLS labels, of which the outermost was taken.",
+                  [](const Counters& all) { return all.messages.deepLabelStacks; });
+  kernelCounterIs("nexthopd_kernel_vias_beyond_limit",
+                  "Vias left out of a FEC with too many.",
+                  [](const Counters& all) { return all.viasBeyondLimit; });
+}
+
+void DaemonMetrics::addKernelDumps() {
+  using Counters = KernelRoutes::Counters;
+  kernelCounterIs("nexthopd_kernel_torn_dumps",
+                  "Dumps that changes tore.",
+                  [](const Counters& all) { return all.tornDumps; });
+  kernelCounterIs("nexthopd_kernel_failed_dumps",
+                  "Dumps that the kernel refused.",
+                  [](const Counters& all) { return all.failedDumps; });
+  kernelCounterIs("nexthopd_kernel_resyncs",
+                  "Readings of everything after the first.",
+                  [](const Counters& all) { return all.resyncs; });
+  kernelCounterIs("nexthopd_kernel_checks",
+                  "Readings of the routes of an interface.",
+                  [](const Counters& all) { return all.checks; });
 }
 
 void DaemonMetrics::addClients() {
@@ -196,7 +207,7 @@ void DaemonMetrics::addClients() {
     return all.streams;
   });
   gauge("nexthopd_stream_backlog",
-        "Nexthops that streams have still to tell.",
+        "What streams have still to tell: nexthops, identifiers, trace lines.",
         [](ServiceFigures all) { return all.backlog; });
   metrics_.counterIs("nexthopd_notices", "Nexthops told of, in all streams.", [this] {
     return number(parts_.service.figures().told);

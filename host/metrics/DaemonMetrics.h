@@ -4,12 +4,14 @@
 //
 // Figures are read from the parts of the daemon when they are asked for. Three things are measured
 // as they happen, once a turn: how long the scheduler's task ran, how long the store's transaction
-// took, and how long it was from the first kernel message of a stretch of work to the moment when
-// clients had been told. A stretch begins in a turn that applied kernel messages and ends when
-// nothing is left to run.
+// took, and how long it was from the first kernel message of a stretch of work to the moment when a
+// stream told of its outcome. A stretch begins in a turn that applied kernel messages and ends when
+// nothing is left to run; what it has a slow stream tell is told later, and is counted then.
 //
 // The parts outlive it. One thread.
 
+#include <cstdint>
+#include <functional>
 #include <string>
 
 #include "host/kernel/KernelRoutes.h"
@@ -48,6 +50,9 @@ class DaemonMetrics {
   DaemonMetrics(const DaemonMetrics&) = delete;
   DaemonMetrics& operator=(const DaemonMetrics&) = delete;
 
+  // When the stretch of work began that a turn belongs to, which began then itself; 0 when there is
+  // none. To be called at the end of each turn, before the clients are told.
+  Nanoseconds cause(Nanoseconds began);
   // To be called at the end of each turn, after the clients were told.
   void turnEnd(const TurnTimes& times);
 
@@ -56,6 +61,10 @@ class DaemonMetrics {
  private:
   void addTables();
   void addKernel();
+  void addKernelDumps();
+  void kernelCounterIs(const char* name,
+                       const char* help,
+                       std::function<std::uint64_t(const KernelRoutes::Counters& all)> value);
   void addClients();
   void addStore();
 
@@ -67,7 +76,6 @@ class DaemonMetrics {
   Histogram* commits_ = nullptr;
   // As of the last turn's end.
   std::uint64_t applied_ = 0;
-  std::uint64_t told_ = 0;
   std::uint64_t committed_ = 0;
   // When the stretch of work began; 0 when there is none.
   Nanoseconds stretch_{0};
