@@ -204,9 +204,10 @@ ServiceOptions Daemon::serviceOptions(const DaemonOptions& options) const {
   result.grace = Registrations::Seconds(options.graceSeconds * options.clockRate);
   result.limits.registrations = options.mostRegistrations;
   result.identity.version = NEXTHOP_VERSION;
-  result.identity.run = run_;
   result.identity.startedAt =
       std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
+  // Nobody has counted the runs without a store, and a client must see that this is a later one.
+  result.identity.run = store_ ? run_ : static_cast<std::uint64_t>(result.identity.startedAt);
   return result;
 }
 

@@ -70,7 +70,8 @@ class Daemon {
   // Null without a store.
   std::unique_ptr<StateStore> store_;
   std::unique_ptr<StoredRegistrations> registrations_;
-  std::uint64_t run_ = 1;
+  // Of those that the store has counted.
+  std::uint64_t run_ = 0;
   Vrfs vrfs_;
   FecIdSource fecIds_;
   std::unique_ptr<ClientService> service_;
