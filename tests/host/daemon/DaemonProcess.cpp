@@ -1,6 +1,5 @@
 #include "tests/host/daemon/DaemonProcess.h"
 
-#include <grpcpp/client_context.h>
 #include <grpcpp/create_channel.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -8,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -52,6 +52,50 @@ std::string lineOf(const Proto::NexthopStatus& status) {
 
 }  // namespace
 
+WatchedStream::~WatchedStream() {
+  context_.TryCancel();
+  if (!finished_) {
+    static_cast<void>(finish());
+  }
+}
+
+bool WatchedStream::read(std::map<std::string, NexthopLine>& lines) {
+  Proto::WatchResponse response;
+  ended_ = ended_ || !reader_->Read(&response);
+  if (ended_) {
+    return false;
+  }
+  for (const auto& nexthop : response.nexthops()) {
+    lines[addressOf(nexthop.address(), "address").stringValue()] = {lineOf(nexthop),
+                                                                    nexthop.identifier(),
+                                                                    nexthop.stale()};
+  }
+  snapshotEnd_ = response.snapshot_end();
+  return true;
+}
+
+std::map<std::string, NexthopLine> WatchedStream::snapshot() {
+  std::map<std::string, NexthopLine> lines;
+  snapshotEnd_ = false;
+  while (!snapshotEnd_ && read(lines)) {
+  }
+  EXPECT_TRUE(snapshotEnd_) << "the stream ended";
+  return lines;
+}
+
+std::map<std::string, NexthopLine> WatchedStream::rest() {
+  std::map<std::string, NexthopLine> lines;
+  while (read(lines)) {
+  }
+  return lines;
+}
+
+grpc::Status WatchedStream::finish() {
+  static_cast<void>(rest());
+  finished_ = true;
+  return reader_->Finish();
+}
+
 DaemonTest::DaemonTest() {
   std::string path = (std::filesystem::temp_directory_path() / "nexthopd-XXXXXX").string();
   if (::mkdtemp(path.data()) != nullptr) {
@@ -86,11 +130,11 @@ bool DaemonTest::until(const std::function<bool()>& condition) {
 }
 
 void DaemonTest::launch(const std::vector<std::string>& arguments) {
-  std::vector<std::string> words{NEXTHOPD,
-                                 "--store",
-                                 directory_ + "/state",
-                                 "--socket",
-                                 directory_ + "/socket"};
+  std::vector<std::string> words = wrapper_;
+  words.insert(words.end(), {NEXTHOPD, "--socket", directory_ + "/socket"});
+  if (std::find(arguments.begin(), arguments.end(), "--no-store") == arguments.end()) {
+    words.insert(words.end(), {"--store", directory_ + "/state"});
+  }
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
   for (std::string& word : words) {
@@ -101,7 +145,7 @@ void DaemonTest::launch(const std::vector<std::string>& arguments) {
   ASSERT_NE(daemon_, -1);
   if (daemon_ == 0) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    ::execv(NEXTHOPD, argv.data());
+    ::execvp(argv.front(), argv.data());
     ::_exit(127);
   }
   // A channel that found nobody waits for seconds before it tries again.
@@ -125,8 +169,12 @@ bool DaemonTest::synced() const {
 }
 
 int DaemonTest::end(int signal) {
-  stub_.reset();
   EXPECT_EQ(::kill(daemon_, signal), 0);
+  return awaitEnd();
+}
+
+int DaemonTest::awaitEnd() {
+  stub_.reset();
   int status = -1;
   EXPECT_EQ(::waitpid(daemon_, &status, 0), daemon_);
   daemon_ = -1;
@@ -135,17 +183,29 @@ int DaemonTest::end(int signal) {
 
 void DaemonTest::registerAll(const std::string& client,
                              Proto::IdentifierKind kind,
-                             const std::vector<std::string>& addresses) const {
+                             const std::vector<std::string>& addresses,
+                             const std::string& vrf) const {
   Proto::RegisterRequest request;
   request.set_client(client);
   request.set_kind(kind);
+  request.set_vrf(vrf);
   for (const std::string& address : addresses) {
     request.add_addresses(bytesOf(address));
   }
+  const grpc::Status status = tryRegister(request);
+  EXPECT_TRUE(status.ok()) << status.error_message();
+}
+
+grpc::Status DaemonTest::tryRegister(const Proto::RegisterRequest& request) const {
   grpc::ClientContext context;
   Proto::RegisterResponse response;
-  const grpc::Status status = stub_->Register(&context, request, &response);
-  EXPECT_TRUE(status.ok()) << status.error_message();
+  return stub_->Register(&context, request, &response);
+}
+
+std::unique_ptr<WatchedStream> DaemonTest::attach(const std::string& client) const {
+  Proto::WatchRequest request;
+  request.set_client(client);
+  return std::make_unique<WatchedStream>(*stub_, request);
 }
 
 std::map<std::string, NexthopLine> DaemonTest::snapshot(const std::string& client) const {
@@ -153,17 +213,9 @@ std::map<std::string, NexthopLine> DaemonTest::snapshot(const std::string& clien
   request.set_client(client);
   request.set_observe(true);
   request.set_snapshot_only(true);
-  grpc::ClientContext context;
-  const auto reader = stub_->Watch(&context, request);
-  std::map<std::string, NexthopLine> lines;
-  Proto::WatchResponse response;
-  while (reader->Read(&response)) {
-    for (const auto& nexthop : response.nexthops()) {
-      lines[addressOf(nexthop.address(), "address").stringValue()] = {lineOf(nexthop),
-                                                                      nexthop.identifier()};
-    }
-  }
-  const grpc::Status status = reader->Finish();
+  WatchedStream stream(*stub_, request);
+  const std::map<std::string, NexthopLine> lines = stream.snapshot();
+  const grpc::Status status = stream.finish();
   EXPECT_TRUE(status.ok()) << status.error_message();
   return lines;
 }

@@ -4,6 +4,7 @@
 // and socket in a fresh directory; and a client of its service.
 
 #include <grpcpp/channel.h>
+#include <grpcpp/client_context.h>
 #include <gtest/gtest.h>
 #include <nexthop/v1/nexthop.grpc.pb.h>
 #include <sys/types.h>
@@ -25,6 +26,34 @@ namespace Proto = ::nexthop::v1;
 struct NexthopLine {
   std::string text;
   std::uint64_t identifier = 0;
+  // Of an earlier run, and not looked at yet.
+  bool stale = false;
+};
+
+// A Watch stream: of a client itself, or of somebody who looks on.
+class WatchedStream {
+ public:
+  WatchedStream(Proto::Nexthops::Stub& stub, const Proto::WatchRequest& request)
+      : reader_(stub.Watch(&context_, request)) {}
+  WatchedStream(const WatchedStream&) = delete;
+  WatchedStream& operator=(const WatchedStream&) = delete;
+  ~WatchedStream();
+
+  // The nexthops up to the snapshot's end mark, by address.
+  std::map<std::string, NexthopLine> snapshot();
+  // Those that are told of until the daemon ends the stream.
+  std::map<std::string, NexthopLine> rest();
+  // How it ended; what was not read is passed over.
+  grpc::Status finish();
+
+ private:
+  bool read(std::map<std::string, NexthopLine>& lines);
+
+  grpc::ClientContext context_;
+  std::unique_ptr<grpc::ClientReader<Proto::WatchResponse>> reader_;
+  bool snapshotEnd_ = false;
+  bool ended_ = false;
+  bool finished_ = false;
 };
 
 class DaemonTest : public ::testing::Test {
@@ -41,11 +70,18 @@ class DaemonTest : public ::testing::Test {
   static bool until(const std::function<bool()>& condition);
   // The wait status.
   int end(int signal);
+  // That of a daemon that ends by itself.
+  int awaitEnd();
+  pid_t pid() const noexcept { return daemon_; }
   bool running() const noexcept { return daemon_ > 0; }
 
   void registerAll(const std::string& client,
                    Proto::IdentifierKind kind,
-                   const std::vector<std::string>& addresses) const;
+                   const std::vector<std::string>& addresses,
+                   const std::string& vrf = {}) const;
+  grpc::Status tryRegister(const Proto::RegisterRequest& request) const;
+  // The stream that makes the client live.
+  std::unique_ptr<WatchedStream> attach(const std::string& client) const;
   // All nexthops of the client as they are told now, by address.
   std::map<std::string, NexthopLine> snapshot(const std::string& client) const;
   // The snapshot, as soon as it is this or after ten seconds.
@@ -58,6 +94,8 @@ class DaemonTest : public ::testing::Test {
 
   Namespace net_;
   std::string directory_;
+  // A command that starts the daemon, with its first arguments; none: it is started as it is.
+  std::vector<std::string> wrapper_;
 
  private:
   bool synced() const;
