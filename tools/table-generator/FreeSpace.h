@@ -5,8 +5,8 @@
 // piece that is not too small: no split leaves a piece longer than what is asked for later, so none
 // is stranded.
 //
-// A block is taken either from the smallest piece that will do, which puts neighbours together, or
-// from anywhere in the free space; the mixture gives the runs and gaps of a real table.
+// A block is taken either from one of the smallest pieces that will do, which puts neighbours
+// together, or from anywhere in the free space; the mixture gives the runs and gaps of a real table.
 
 #include <array>
 #include <cstdint>
@@ -29,8 +29,10 @@ class FreeSpace {
  private:
   using Lengths = std::array<std::vector<IpGenAddr::Words>, 129>;
 
-  // The length of the piece to split: the smallest one, or any, weighted by size.
+  // The length of the piece to split: the smallest one, one that is likely to be small, or any,
+  // weighted by size.
   std::uint8_t smallestPiece(std::uint8_t length) const;
+  std::uint8_t nearPiece(std::uint8_t length, RandomSource& random) const;
   std::uint8_t anyPiece(std::uint8_t length, RandomSource& random) const;
   std::uint64_t weight(std::uint8_t length) const noexcept;
 
