@@ -79,6 +79,15 @@ TEST_F(FibViaCleanup, JudgesAnIdentifierByItsCounterPart) {
   EXPECT_EQ(publishedIds(), (Ids{0x120000000000000c, 3}));
 }
 
+// Its counter part alone would make it one of a reserved FEC that this run has mapped.
+TEST_F(FibViaCleanup, AnIdentifierWithInformationBitsIsNoReservedOne) {
+  published({0x1200000000000003});
+  start();
+  take(0x1200000000000003);
+  advance(gracePeriod);
+  EXPECT_EQ(publishedIds(), (Ids{0x120000000000000a}));
+}
+
 TEST_F(FibViaCleanup, LeavesTheRecordsThatThisRunPublishedInTheMeantime) {
   published({5, 6});
   start();
