@@ -1,8 +1,6 @@
 #include "bench/host/daemon/Lines.h"
 
-#include <array>
 #include <chrono>
-#include <cstdio>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -18,27 +16,11 @@ constexpr int manyRuns = 1'000;
 
 const std::vector<std::string> noStore{"--no-store"};
 
-std::string number(const char* format, double value) {
-  std::array<char, 64> text{};
-  static_cast<void>(std::snprintf(text.data(), text.size(), format, value));
-  return text.data();
-}
-
 std::string leastText(const Times& times) { return "least " + timeText(times.quantile(0)); }
 
 IpGenPrefix block(const char* text) { return *IpGenPrefix::parse(text); }
 
-// Routes of several gateways share FECs with the whole table, as a routing daemon's do.
-IpGenAddr gateway(const World& world, std::size_t index) {
-  constexpr std::uint32_t first = 0x0aff0002U;  // 10.255.0.2
-  return IpGenAddr::ipv4(first + static_cast<std::uint32_t>(index % world.gateways));
-}
-
 void pause(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
-
-std::vector<std::string> withStore(const World& world) {
-  return {"--store", world.directory + "/state"};
-}
 
 // What comes later than the last notice that was waited for was one too many.
 void expectSilence(Client& client, std::uint64_t told) {
@@ -215,6 +197,15 @@ std::uint64_t routesOf(const DaemonProcess& daemon) {
 }
 
 }  // namespace
+
+IpGenAddr gateway(const World& world, std::size_t index) {
+  constexpr std::uint32_t first = 0x0aff0002U;  // 10.255.0.2
+  return IpGenAddr::ipv4(first + static_cast<std::uint32_t>(index % world.gateways));
+}
+
+std::vector<std::string> withStore(const World& world) {
+  return {"--store", world.directory + "/state"};
+}
 
 double writeTable(const World& world) {
   return secondsOf([&world] {

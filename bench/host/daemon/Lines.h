@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "bench/host/daemon/DaemonProcess.h"
 #include "bench/host/daemon/KernelTable.h"
@@ -30,6 +31,11 @@ struct World {
   double idleSeconds;
 };
 
+// Routes of several gateways share FECs with the whole table, as a routing daemon's do.
+IpGenAddr gateway(const World& world, std::size_t index);
+// The daemon's arguments for a store in the world's directory.
+std::vector<std::string> withStore(const World& world);
+
 // The kernel's table from nothing. The seconds that the kernel takes.
 double writeTable(const World& world);
 
@@ -40,6 +46,9 @@ void loadLines(const World& world);
 void registrationLines(const World& world);
 // Requires: an empty table; leaves a full one. As fast as the kernel makes them.
 void notificationLines(const World& world);
+// What is left of the memory and of the notices' delay after so many minutes of 1,000 route changes
+// a second.
+void enduranceLines(const World& world, unsigned minutes);
 
 // ---- with one daemon and a full table
 // ------------------------------------------------------------

@@ -11,6 +11,12 @@ double secondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
+std::string number(const char* format, double value) {
+  std::array<char, 64> text{};
+  static_cast<void>(std::snprintf(text.data(), text.size(), format, value));
+  return text.data();
+}
+
 std::string timeText(double seconds) {
   const bool small = seconds < millisecond;
   const bool large = seconds >= 1;

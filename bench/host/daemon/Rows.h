@@ -23,6 +23,8 @@ double secondsOf(Work work) {
   return secondsSince(start);
 }
 
+// A value in a format of printf's with one place for it.
+std::string number(const char* format, double value);
 // "1.25 ms".
 std::string timeText(double seconds);
 

@@ -5,6 +5,7 @@
 //   --gateways N     over how many gateways they are spread (1,000)
 //   --idle SECONDS   how long nothing happens (10)
 //   --only WORD      load, registration, change, quiet or notification
+//   --endurance MINUTES  instead of all this, so long under 1,000 route changes a second
 //   --check          exit code 1 when a target is missed
 
 #include <net/if.h>
@@ -30,6 +31,7 @@ struct Options {
   std::size_t routes = 900'000;
   std::size_t gateways = 1'000;
   double idle = 10;
+  unsigned endurance = 0;
   std::string only;
   bool check = false;
 };
@@ -52,6 +54,8 @@ bool parse(int argc, char** argv, Options& options) {
       options.routes = std::stoul(value);
     } else if (word == "--gateways") {
       options.gateways = std::stoul(value);
+    } else if (word == "--endurance") {
+      options.endurance = static_cast<unsigned>(std::stoul(value));
     } else if (word == "--idle") {
       options.idle = std::stod(value);
     } else {
@@ -110,6 +114,10 @@ void measure(const Options& options,
   };
   const double written = writeTable(world);
   world.rows.shown("the kernel's table filled over netlink", timeText(written));
+  if (options.endurance != 0) {
+    enduranceLines(world, options.endurance);
+    return;
+  }
   if (wanted("load")) {
     loadLines(world);
   }
@@ -172,7 +180,7 @@ int main(int argc, char** argv) {
     if (!Routing::Bench::parse(argc, argv, options)) {
       std::fprintf(stderr,
                    "host_daemon_bench [--routes N] [--gateways N] [--idle SECONDS] [--only WORD] "
-                   "[--check]\n");
+                   "[--endurance MINUTES] [--check]\n");
       return 2;
     }
     return Routing::Bench::run(options);
