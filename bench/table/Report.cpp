@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <stdexcept>
 
 namespace Routing::Bench {
 
@@ -56,8 +57,14 @@ void Report::row(const std::string& what,
   missed_ += met ? 0U : 1U;
 }
 
+double Report::unitSeconds() {
+  const double before = unit_.seconds();
+  unit_.renew();
+  return (before + unit_.seconds()) / 2;
+}
+
 void Report::timeAtMostUnits(const std::string& what, double seconds, double units) {
-  const double measured = seconds / unit_.seconds();
+  const double measured = seconds / unitSeconds();
   row(what,
       timeText(seconds) + " = " + number(measured) + " U",
       "at most " + number(units) + " U (" + timeText(units * unitOfTargets) + ")",
@@ -65,7 +72,7 @@ void Report::timeAtMostUnits(const std::string& what, double seconds, double uni
 }
 
 void Report::timeAtMost(const std::string& what, double seconds, double mostSeconds) {
-  const double scaled = seconds / unit_.seconds() * unitOfTargets;
+  const double scaled = seconds / unitSeconds() * unitOfTargets;
   row(what,
       timeText(seconds) + ", scaled " + timeText(scaled),
       "at most " + timeText(mostSeconds) + " scaled",
@@ -106,6 +113,47 @@ void Report::countIs(const std::string& what, std::uint64_t count, std::uint64_t
 void Report::allocationsAre(const std::string& what, std::uint64_t allocations, double operations) {
   const std::string each = number(static_cast<double>(allocations) / operations);
   allocations_.push_back({line_, what, each, "", true});
+}
+
+// A row is a line, its fields between tabs: the table it is of, whether it is met, the texts.
+void Report::write(std::FILE* stream, char table, const Row& row) {
+  std::fprintf(stream,
+               "%c\t%d\t%s\t%s\t%s\t%s\n",
+               table,
+               row.met ? 1 : 0,
+               row.line.c_str(),
+               row.what.c_str(),
+               row.measured.c_str(),
+               row.target.c_str());
+}
+
+void Report::write(std::FILE* stream) const {
+  for (const Row& each : rows_) {
+    write(stream, 'r', each);
+  }
+  for (const Row& each : allocations_) {
+    write(stream, 'a', each);
+  }
+}
+
+void Report::read(std::FILE* stream) {
+  constexpr std::size_t fieldCount = 6;
+  std::vector<std::string> fields(1);
+  for (int next = std::fgetc(stream); next != EOF; next = std::fgetc(stream)) {
+    if (next == '\t') {
+      fields.emplace_back();
+    } else if (next != '\n') {
+      fields.back() += static_cast<char>(next);
+    } else {
+      if (fields.size() != fieldCount) {
+        throw std::runtime_error("a row of a report does not read");
+      }
+      const Row read{fields[2], fields[3], fields[4], fields[5], fields[1] == "1"};
+      (fields[0] == "r" ? rows_ : allocations_).push_back(read);
+      missed_ += read.met ? 0U : 1U;
+      fields.assign(1, {});
+    }
+  }
 }
 
 void Report::print() const {

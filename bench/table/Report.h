@@ -8,6 +8,7 @@
 // targets were set. A budget of real time is held as it is.
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,11 @@ class Report {
   // What each operation of the work just reported allocated.
   void allocationsAre(const std::string& what, std::uint64_t allocations, double operations);
 
+  // All rows to a stream, and those of another process's report from one. Throws:
+  // std::runtime_error when a row does not read.
+  void write(std::FILE* stream) const;
+  void read(std::FILE* stream);
+
   void print() const;
   void printAllocations() const;
   // True when every row met its target.
@@ -63,6 +69,9 @@ class Report {
            const std::string& measured,
            const std::string& target,
            bool met);
+  static void write(std::FILE* stream, char table, const Row& row);
+  // U, of before what was just measured and of now: a shared machine's mood changes in between.
+  double unitSeconds();
 
   Unit& unit_;
   std::string line_;

@@ -4,10 +4,23 @@
 //   --allocations   also what each operation allocates
 //   --plot FOLDER   write plots of how cost grows, and nothing else
 //   --only WORD     only the groups whose name has this word in it
+//
+// Each group runs in a process of its own: what one leaves in the heap and in the tries' arenas is
+// no part of another's figures.
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 
 #include "bench/table/Lines.h"
 #include "bench/table/Plot.h"
@@ -48,16 +61,23 @@ std::optional<Options> parse(int argc, char** argv) {
 
 class Groups {
  public:
-  Groups(const Options& options, Report& report) : options_(options), report_(report) {}
+  Groups(const Options& options, Unit& unit, Report& report)
+      : options_(options), unit_(unit), report_(report) {}
 
   void run(const char* name, void (*lines)(Report& report)) {
     if (wanted(name)) {
-      lines(report_);
+      runApart([lines](Report& report) { lines(report); });
     }
   }
   void run(const char* name, void (*lines)(Report& report, Tables& full)) {
     if (wanted(name)) {
-      lines(report_, full());
+      runApart([lines](Report& report) {
+        // The full table, over 10,000 FECs.
+        constexpr std::size_t fecs = 10000;
+        Tables full;
+        full.load(prefixTable(), fecs);
+        lines(report, full);
+      });
     }
   }
 
@@ -65,19 +85,47 @@ class Groups {
   bool wanted(const char* name) const {
     return std::string(name).find(options_.only) != std::string::npos;
   }
-  // The full table, over 10,000 FECs.
-  Tables& full() {
-    if (!full_) {
-      constexpr std::size_t fecs = 10000;
-      full_.emplace();
-      full_->load(prefixTable(), fecs);
+  // Measures in a child process, which writes its rows into a pipe.
+  template <class Lines>
+  void runApart(const Lines& lines) {
+    std::array<int, 2> ends{};
+    if (::pipe(ends.data()) != 0) {
+      throw std::system_error(errno, std::generic_category(), "pipe");
     }
-    return *full_;
+    static_cast<void>(std::fflush(stdout));
+    const pid_t child = ::fork();
+    if (child == -1) {
+      throw std::system_error(errno, std::generic_category(), "fork");
+    }
+    if (child == 0) {
+      ::close(ends[0]);
+      ::_exit(measure(lines, ends[1]));
+    }
+    ::close(ends[1]);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> rows(::fdopen(ends[0], "r"), std::fclose);
+    report_.read(rows.get());
+    int status = 0;
+    if (::waitpid(child, &status, 0) != child || status != 0) {
+      throw std::runtime_error("a group ended before its time");
+    }
+  }
+  template <class Lines>
+  int measure(const Lines& lines, int pipe) {
+    try {
+      std::FILE* const rows = ::fdopen(pipe, "w");
+      Report report(unit_);
+      lines(report);
+      report.write(rows);
+      return std::fclose(rows) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    } catch (const std::exception& error) {
+      std::fprintf(stderr, "nexthop-bench: %s\n", error.what());
+      return EXIT_FAILURE;
+    }
   }
 
   const Options& options_;
+  Unit& unit_;
   Report& report_;
-  std::optional<Tables> full_;
 };
 
 int run(const Options& options) {
@@ -87,7 +135,9 @@ int run(const Options& options) {
   }
   Unit unit;
   Report report(unit);
-  Groups groups(options, report);
+  // Made once, for all processes.
+  static_cast<void>(prefixTable());
+  Groups groups(options, unit, report);
   groups.run("trie", trieLines);
   groups.run("build", buildLines);
   groups.run("publish", publishLines);
@@ -119,6 +169,11 @@ int run(const Options& options) {
 }  // namespace Routing::Bench
 
 int main(int argc, char** argv) {
-  const auto options = Routing::Bench::parse(argc, argv);
-  return options ? Routing::Bench::run(*options) : 2;
+  try {
+    const auto options = Routing::Bench::parse(argc, argv);
+    return options ? Routing::Bench::run(*options) : 2;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "nexthop-bench: %s\n", error.what());
+    return 1;
+  }
 }
