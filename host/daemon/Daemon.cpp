@@ -264,9 +264,10 @@ void Daemon::kernelIsSynced() {
     for (const auto& vrf : vrfs_.all()) {
       routes += vrf->routes4()->routeCount() + vrf->routes6()->routeCount();
     }
+    const std::size_t count = vrfs_.all().size();
     log(LogLevel::info,
-        "following " + std::to_string(routes) + " routes of " + std::to_string(vrfs_.all().size()) +
-            " VRFs");
+        "following " + std::to_string(routes) + " routes of " +
+            (count == 1 ? "VRF " + vrfs_.all().front()->name() : std::to_string(count) + " VRFs"));
     notifyServiceManager("READY=1");
   }
 }

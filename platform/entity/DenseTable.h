@@ -21,9 +21,10 @@
 //   1. Every key stands in exactly one used place and in exactly one slot.
 //   2. The place of a member changes only while no cursor is open.
 //   3. Removed places (holes) are closed up, order kept, when no cursor is open and a large table
-//      has 16 places a member, or a small one two, or when there is no place left and half of them
-//      are holes; so insertion and removal cost O(1), amortised. A large table that is emptied step
-//      by step moves hardly anything.
+//      has 16 places a member, or a small one two, or when there is no place left and a quarter of
+//      them are holes; so insertion and removal cost O(1), amortised. A large table that is emptied
+//      step by step moves hardly anything, and one whose members come and go but stay as many takes
+//      half as much again at most.
 //   4. An operation that throws (no memory) has changed nothing.
 //
 // A member is destroyed after the table is in order again: its destructor may come back here.
@@ -285,7 +286,7 @@ class DenseTable {
   // True when there may be another block now.
   bool makeRoom() {
     if (end_ == capacity_) {
-      if (cursors_ == nullptr && end_ != 0 && size_ <= end_ / 2) {
+      if (cursors_ == nullptr && end_ != size_ && size_ <= end_ - end_ / 4) {
         compact();
       }
       if (end_ == capacity_) {

@@ -99,6 +99,24 @@ class Probe {
   std::size_t writes_ = 0;
 };
 
+// Takes every route away and brings it back, so that the daemon's tables are as those of one that
+// has run for long: what leaves a table and comes back stands in another place of it, until the
+// table closes its holes.
+void turnOver(const World& world, Probe& probe) {
+  constexpr std::size_t atOnce = 1000;
+  for (std::size_t first = 0; first < world.prefixes.size(); first += atOnce) {
+    const auto some =
+        world.prefixes.subspan(first, std::min(atOnce, world.prefixes.size() - first));
+    for (const IpGenPrefix& prefix : some) {
+      world.kernel.remove(prefix);
+    }
+    for (std::size_t index = 0; index < some.size(); ++index) {
+      world.kernel.add(some[index], gateway(world, first + index));
+    }
+    static_cast<void>(probe.write());
+  }
+}
+
 struct Minute {
   double resident = 0;
   double cpu = 0;
@@ -128,9 +146,12 @@ void enduranceLines(const World& world, unsigned minutes) {
   client.registerAll(spread(world.prefixes, trackedNexthops));
   client.waitFor(trackedNexthops);
   Probe probe(world, daemon);
+  const double fresh = daemon.mebibytes("VmRSS");
+  turnOver(world, probe);
+  const std::uint64_t overruns = daemon.counter("kernel_overruns");
   Churn churn(world);
   Times delays;
-  // What the first minutes fill for good, queues and the away routes' FECs, counts as the level.
+  // What the first minutes fill for good, queues and histories, counts as the level.
   const unsigned settled = (minutes + 5) / 6;
   double level = 0;
   double most = 0;
@@ -155,15 +176,13 @@ void enduranceLines(const World& world, unsigned minutes) {
                 number("%.2f MiB", most),
                 number("%.0f MiB over the first sixth", flatMebibytes),
                 most <= level + flatMebibytes,
-                number("first sixth %.2f MiB", level));
+                number("first sixth %.2f MiB, ", level) + number("at first %.2f MiB", fresh));
   world.rows.shown(
       what + "notice after the write of 100 changes, median",
       timeText(delays.median()),
       "p99 " + timeText(delays.quantile(0.99)) + ", most " + timeText(delays.quantile(1)));
-  world.rows.is(what + "overruns of the kernel's socket",
-                std::to_string(daemon.counter("kernel_overruns")),
-                "none",
-                daemon.counter("kernel_overruns") == 0);
+  const std::uint64_t lost = daemon.counter("kernel_overruns") - overruns;
+  world.rows.is(what + "overruns of the kernel's socket", std::to_string(lost), "none", lost == 0);
   world.rows.shown(what + "nexthops told to the client that tracks 10,000",
                    std::to_string(client.told()));
 }

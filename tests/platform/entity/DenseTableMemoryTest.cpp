@@ -223,6 +223,21 @@ TEST(DenseTableCompaction, HolesAtTheFrontOfALargeTableAreReusedBeforeItGrows) {
   EXPECT_EQ(numbers.cursor().key(), 1000000U);
 }
 
+TEST(DenseTableCompaction, ATableWhoseMembersComeAndGoTakesHalfAsMuchAgainAtMost) {
+  constexpr std::uint64_t count = 100000;
+  Numbers numbers;
+  numbers.reserve(count);
+  const std::size_t before = numbers.memory();
+  for (std::uint64_t key = 0; key < count; ++key) {
+    numbers.insert(key);
+  }
+  for (std::uint64_t key = 0; key < 10 * count; ++key) {
+    numbers.remove(key);
+    numbers.insert(count + key);
+  }
+  EXPECT_LE(numbers.memory(), before + before / 2);
+}
+
 // A queue is emptied from its front over many walks; none of them has to pay for all the others.
 TEST(DenseTableCompaction, AWalkThatHasRemovedHalfOfALargeTableMovesNothingAtItsEnd) {
   constexpr std::uint64_t count = 100000;
