@@ -36,6 +36,9 @@ void KernelState::apply(const Message& message, bool inDump) {
     case RTM_NEWADDR:
     case RTM_DELADDR:
       return addressMessage(message);
+    case RTM_NEWNETCONF:
+    case RTM_DELNETCONF:
+      return settingMessage(message);
     default:
       ++counters_.passedOver;
   }
@@ -139,6 +142,19 @@ void KernelState::addressMessage(const Message& message) {
     } else {
       addressDel(address);
     }
+  }
+}
+
+// Which routes the kernel uses now it does not tell.
+void KernelState::settingMessage(const Message& message) {
+  SettingMessage setting;
+  if (!accept(parseSetting(message.body, setting))) {
+    return;
+  }
+  if (setting.interface == 0) {
+    recheck_.everything = true;
+  } else if (interfaceUsed(setting.interface)) {
+    recheck_.interfaces.insert(setting.interface);
   }
 }
 

@@ -10,6 +10,8 @@
 //   nexthop object gone           its routes go
 //   link down or gone             hops on it are dead, its nexthop objects gone; both families
 //   last IPv4 address gone        hops of IPv4 routes on the interface are dead
+//   routes without a carrier are  nothing by itself: the routes of the interface are in doubt
+//   ignored, or used again
 //   VRF device appeared, gone     a VRF of its name with its table
 //   dump of anything              the same for each message, and then what was not named is gone
 //
@@ -114,6 +116,7 @@ class KernelState {
   void nexthopMessage(const Message& message);
   void linkMessage(const Message& message);
   void addressMessage(const Message& message);
+  void settingMessage(const Message& message);
 
   VrfRoutes* routesOfTable(std::uint32_t table) noexcept;
   FecId fecOf(VrfRoutes& routes, RouteMessage& route);

@@ -7,6 +7,7 @@
 #include <linux/lwtunnel.h>
 #include <linux/mpls.h>
 #include <linux/mpls_iptunnel.h>
+#include <linux/netconf.h>
 #include <linux/nexthop.h>
 #include <linux/rtnetlink.h>
 
@@ -398,6 +399,32 @@ Parsed parseAddress(Bytes body, AddressMessage& address) {
     address.address = address.peer;
   }
   return whole && address.address ? Parsed::value : Parsed::damaged;
+}
+
+Parsed parseSetting(Bytes body, SettingMessage& setting) {
+  if (!headOf<netconfmsg>(body)) {
+    return Parsed::damaged;
+  }
+  setting = SettingMessage{};
+  std::optional<std::int32_t> interface;
+  bool tells = false;
+  const bool whole = forEachAttribute(tailOf<netconfmsg>(body), [&](const Attribute& attribute) {
+    if (attribute.type == NETCONFA_IFINDEX) {
+      interface = attribute.as<std::int32_t>();
+      return interface.has_value();
+    }
+    tells = tells || attribute.type == NETCONFA_IGNORE_ROUTES_WITH_LINKDOWN;
+    return true;
+  });
+  if (!whole || !interface) {
+    return Parsed::damaged;
+  }
+  // What interfaces to come begin with is no setting of any that is there.
+  if (!tells || *interface == NETCONFA_IFINDEX_DEFAULT) {
+    return Parsed::passedOver;
+  }
+  setting.interface = *interface > 0 ? static_cast<std::uint32_t>(*interface) : 0;
+  return Parsed::value;
 }
 
 }  // namespace Routing::Host

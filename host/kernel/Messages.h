@@ -13,6 +13,7 @@
 //   nexthop    RTM_NEWNEXTHOP, RTM_DELNEXTHOP passed over: forwarding database entries of bridges
 //   link       RTM_NEWLINK, RTM_DELLINK       passed over: what bridges say of their ports
 //   address    RTM_NEWADDR, RTM_DELADDR       passed over: other than IPv4 and IPv6
+//   setting    RTM_NEWNETCONF, RTM_DELNETCONF passed over: all but ignore_routes_with_linkdown
 //
 // Anycast addresses are local ones here. A route of type throw ends the search in its table, which
 // is what an unreachable one does for who sees one table, so it is one.
@@ -98,11 +99,18 @@ struct AddressMessage {
   friend bool operator==(const AddressMessage&, const AddressMessage&) noexcept = default;
 };
 
+// Whether the kernel uses routes on an interface without a carrier is another thing now.
+struct SettingMessage {
+  // 0: of all interfaces.
+  std::uint32_t interface = 0;
+};
+
 // They fill in the whole value, whatever it was before; it is unspecified unless Parsed::value.
 Parsed parseRoute(Bytes body, RouteMessage& route);
 Parsed parseNexthop(Bytes body, NexthopMessage& nexthop);
 Parsed parseLink(Bytes body, LinkMessage& link);
 Parsed parseAddress(Bytes body, AddressMessage& address);
+Parsed parseSetting(Bytes body, SettingMessage& setting);
 
 // Takes the first message off the bytes. Nothing when there is none, or what is there is damaged:
 // then bytes are left.

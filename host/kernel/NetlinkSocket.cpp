@@ -114,8 +114,12 @@ void NetlinkSocket::receiveBufferIs(std::size_t bytes) {
 }
 
 void NetlinkSocket::subscribe() {
-  for (const int group :
-       {RTNLGRP_LINK, RTNLGRP_IPV4_IFADDR, RTNLGRP_IPV4_ROUTE, RTNLGRP_IPV6_ROUTE}) {
+  for (const int group : {RTNLGRP_LINK,
+                          RTNLGRP_IPV4_IFADDR,
+                          RTNLGRP_IPV4_ROUTE,
+                          RTNLGRP_IPV6_ROUTE,
+                          RTNLGRP_IPV4_NETCONF,
+                          RTNLGRP_IPV6_NETCONF}) {
     if (!optionIs(fd_.get(), SOL_NETLINK, NETLINK_ADD_MEMBERSHIP, group)) {
       throw SystemError(errno, "cannot subscribe to the kernel's notifications of routes");
     }

@@ -209,6 +209,17 @@ TEST_F(KernelStateTest, ALinkOfNoRouteNeedsNoReading) {
   EXPECT_FALSE(state_->takeRecheck().any());
 }
 
+TEST_F(KernelStateTest, WhetherACarrierCountsPutsTheRoutesOfItsInterfaceInDoubt) {
+  add(via("192.0.2.0/24", "10.0.0.2"));
+  tell(settingMessage(2));
+  EXPECT_FALSE(state_->takeRecheck().any()) << "no route uses it";
+  tell(settingMessage(1));
+  EXPECT_EQ(state_->takeRecheck().interfaces, std::set<std::uint32_t>{1});
+  tell(settingMessage(NETCONFA_IFINDEX_ALL));
+  EXPECT_TRUE(state_->takeRecheck().everything);
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.2");
+}
+
 TEST_F(KernelStateTest, OnlyTheLastIpv4AddressTakesRoutesAlong) {
   tell(addressMessage(1, "10.0.0.1"));
   tell(addressMessage(1, "10.9.0.1"));

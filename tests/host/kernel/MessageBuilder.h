@@ -11,6 +11,7 @@
 #include <linux/if_link.h>
 #include <linux/lwtunnel.h>
 #include <linux/mpls_iptunnel.h>
+#include <linux/netconf.h>
 #include <linux/nexthop.h>
 #include <linux/rtnetlink.h>
 
@@ -202,6 +203,16 @@ inline MessageBuilder addressMessage(int interface,
   builder.body(body);
   builder.address(IFA_ADDRESS, peer.empty() ? address : peer);
   builder.address(IFA_LOCAL, address);
+  return builder;
+}
+
+// Whether routes without a carrier are ignored; the interface or one of NETCONFA_IFINDEX_....
+inline MessageBuilder settingMessage(std::int32_t interface,
+                                     std::uint16_t setting = NETCONFA_IGNORE_ROUTES_WITH_LINKDOWN) {
+  MessageBuilder builder(RTM_NEWNETCONF);
+  builder.body(netconfmsg{AF_INET});
+  builder.number(NETCONFA_IFINDEX, static_cast<std::uint32_t>(interface));
+  builder.number(setting, 1);
   return builder;
 }
 

@@ -178,6 +178,24 @@ TEST(AddressMessages, TheOwnAddressAndThePeersAreToldApart) {
   EXPECT_EQ(address, (AddressMessage{4, addr("10.0.0.1"), 32, addr("10.0.0.2")}));
 }
 
+TEST(SettingMessages, NameTheInterfaceOrAllOfThem) {
+  SettingMessage setting;
+  MessageBuilder one = settingMessage(4);
+  ASSERT_EQ(parseSetting(one.message().body, setting), Parsed::value);
+  EXPECT_EQ(setting.interface, 4U);
+  MessageBuilder all = settingMessage(NETCONFA_IFINDEX_ALL);
+  ASSERT_EQ(parseSetting(all.message().body, setting), Parsed::value);
+  EXPECT_EQ(setting.interface, 0U);
+}
+
+TEST(SettingMessages, WhatMakesNoDifferenceToRoutesIsPassedOver) {
+  SettingMessage setting;
+  MessageBuilder other = settingMessage(4, NETCONFA_FORWARDING);
+  EXPECT_EQ(parseSetting(other.message().body, setting), Parsed::passedOver);
+  MessageBuilder interfacesToCome = settingMessage(NETCONFA_IFINDEX_DEFAULT);
+  EXPECT_EQ(parseSetting(interfacesToCome.message().body, setting), Parsed::passedOver);
+}
+
 // ---- damage
 // --------------------------------------------------------------------------------------
 
@@ -193,6 +211,15 @@ TEST(DamagedMessages, ARouteThatIsCutOffInsideAnAttributeIsDamaged) {
   EXPECT_EQ(parseRoute(copyOf(body, body.size() - 1), route), Parsed::damaged);
   EXPECT_EQ(parseRoute(copyOf(body, sizeof(rtmsg) - 1), route), Parsed::damaged);
   EXPECT_EQ(parseRoute({}, route), Parsed::damaged);
+}
+
+TEST(DamagedMessages, ASettingThatIsCutOffIsDamaged) {
+  MessageBuilder sample = settingMessage(4);
+  const Bytes body = sample.message().body;
+  SettingMessage setting;
+  EXPECT_EQ(parseSetting(copyOf(body, body.size() - 1), setting), Parsed::damaged);
+  EXPECT_EQ(parseSetting(copyOf(body, sizeof(netconfmsg)), setting), Parsed::damaged);
+  EXPECT_EQ(parseSetting({}, setting), Parsed::damaged);
 }
 
 TEST(DamagedMessages, AnAddressOfTheWrongSizeIsDamaged) {

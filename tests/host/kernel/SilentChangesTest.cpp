@@ -233,6 +233,22 @@ TEST_F(SilentChanges, ALinkWithoutACarrierKeepsItsRoutesUnlessTheKernelIgnoresTh
   expectShown("192.0.3.0/24", "boot metric 0 via 10.0.0.2, 10.1.0.2");
 }
 
+TEST_F(SilentChanges, RoutesWithoutACarrierGoAndComeAsTheKernelIsToldToIgnoreThem) {
+  net_.ip("route add 192.0.2.0/24 via 10.0.0.2");
+  net_.ip("-6 route add 2001:db8:1::/48 via fe80::2 dev v0");
+  net_.ip("link set v0peer down");
+  follow();
+  expectShown("192.0.2.0/24", "boot metric 0 via 10.0.0.2");
+  net_.sysctl("ipv4/conf/v0/ignore_routes_with_linkdown", "1");
+  expectShown("192.0.2.0/24", "absent");
+  net_.sysctl("ipv6/conf/v0/ignore_routes_with_linkdown", "1");
+  expectShown("2001:db8:1::/48", "absent");
+  net_.sysctl("ipv4/conf/v0/ignore_routes_with_linkdown", "0");
+  expectShown("192.0.2.0/24", "boot metric 0 via 10.0.0.2");
+  net_.sysctl("ipv6/conf/v0/ignore_routes_with_linkdown", "0");
+  expectShown("2001:db8:1::/48", "boot metric 1024 via fe80::2");
+}
+
 TEST_F(SilentChanges, AVrfDeviceIsAVrfWhileItIsThere) {
   if (!net_.ipTry("link add red type vrf table 10")) {
     GTEST_SKIP() << "needs VRF devices in the kernel (CONFIG_NET_VRF)";
