@@ -44,6 +44,15 @@ class HardClients : public ServiceFixture {
     ASSERT_TRUE(registerAll(*stub, registration(client, {"172.16.0.1"})).ok());
     EXPECT_EQ(watching.line(), "172.16.0.1 failed no-route");
   }
+  // A client whose transport takes little before it is read, and does not offer more the slower the
+  // machine answers.
+  std::unique_ptr<Stub> connectNarrow() const {
+    grpc::ChannelArguments arguments = ownConnection();
+    arguments.SetInt(GRPC_ARG_HTTP2_BDP_PROBE, 0);
+    arguments.SetInt(GRPC_ARG_HTTP2_STREAM_LOOKAHEAD_BYTES, 65'536);
+    return Proto::Nexthops::NewStub(grpc::CreateCustomChannel(
+        "unix:" + options.socketPath, grpc::InsecureChannelCredentials(), arguments));
+  }
   // Bytes that the process holds, whoever asked for them.
   static std::size_t allocated() {
     const struct mallinfo2 info = ::mallinfo2();
@@ -87,7 +96,7 @@ TEST_F(HardClients, AClientThatNeverReadsCostsOneEntryANexthop) {
 // review.
 TEST_F(HardClients, ReadersThatNeverReadCostBoundedMemoryWhateverTheyAskedFor) {
   start();
-  const auto stub = connect();
+  const auto stub = connectNarrow();
   Proto::RegisterRequest registered = many("silent", 10'000);
   registered.set_kind(Proto::IDENTIFIER_KIND_RESOLVER);
   ASSERT_TRUE(registerAll(*stub, registered).ok());
