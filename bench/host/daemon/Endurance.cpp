@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 #include <deque>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -99,21 +100,38 @@ class Probe {
   std::size_t writes_ = 0;
 };
 
-// Takes every route away and brings it back, so that the daemon's tables are as those of one that
-// has run for long: what leaves a table and comes back stands in another place of it, until the
-// table closes its holes.
-void turnOver(const World& world, Probe& probe) {
+// Calls with every thousand routes and what number the first of them has, and lets the daemon come
+// along.
+template <class Change>
+void changeAll(const World& world, Probe& probe, Change change) {
   constexpr std::size_t atOnce = 1000;
   for (std::size_t first = 0; first < world.prefixes.size(); first += atOnce) {
-    const auto some =
-        world.prefixes.subspan(first, std::min(atOnce, world.prefixes.size() - first));
+    const std::size_t count = std::min(atOnce, world.prefixes.size() - first);
+    change(world.prefixes.subspan(first, count), first);
+    static_cast<void>(probe.write());
+  }
+}
+
+// Fills whatever in the daemon is bounded and fills in time, so that it is as one that has run for
+// long. What leaves a table and comes back stands in another place of it until the table closes its
+// holes: every route goes and comes back. And the log holds the last 131,072 events: the nexthops
+// move as often as makes so many.
+void wearIn(const World& world, Probe& probe) {
+  changeAll(world, probe, [&world](std::span<const IpGenPrefix> some, std::size_t first) {
     for (const IpGenPrefix& prefix : some) {
       world.kernel.remove(prefix);
     }
     for (std::size_t index = 0; index < some.size(); ++index) {
       world.kernel.add(some[index], gateway(world, first + index));
     }
-    static_cast<void>(probe.write());
+  });
+  constexpr std::size_t events = 131'072;
+  for (std::size_t round = 1; round <= events / trackedNexthops + 1; ++round) {
+    changeAll(world, probe, [&world, round](std::span<const IpGenPrefix> some, std::size_t first) {
+      for (std::size_t index = 0; index < some.size(); ++index) {
+        world.kernel.replace(some[index], gateway(world, first + index + round));
+      }
+    });
   }
 }
 
@@ -147,11 +165,11 @@ void enduranceLines(const World& world, unsigned minutes) {
   client.waitFor(trackedNexthops);
   Probe probe(world, daemon);
   const double fresh = daemon.mebibytes("VmRSS");
-  turnOver(world, probe);
+  wearIn(world, probe);
   const std::uint64_t overruns = daemon.counter("kernel_overruns");
   Churn churn(world);
   Times delays;
-  // What the first minutes fill for good, queues and histories, counts as the level.
+  // What the first minutes of this pace fill for good counts as the level.
   const unsigned settled = (minutes + 5) / 6;
   double level = 0;
   double most = 0;
