@@ -50,8 +50,9 @@ class HardClients : public ServiceFixture {
     grpc::ChannelArguments arguments = ownConnection();
     arguments.SetInt(GRPC_ARG_HTTP2_BDP_PROBE, 0);
     arguments.SetInt(GRPC_ARG_HTTP2_STREAM_LOOKAHEAD_BYTES, 65'536);
-    return Proto::Nexthops::NewStub(grpc::CreateCustomChannel(
-        "unix:" + options.socketPath, grpc::InsecureChannelCredentials(), arguments));
+    return Proto::Nexthops::NewStub(grpc::CreateCustomChannel("unix:" + options.socketPath,
+                                                              grpc::InsecureChannelCredentials(),
+                                                              arguments));
   }
   // Bytes that the process holds, whoever asked for them.
   static std::size_t allocated() {
