@@ -122,5 +122,39 @@ TEST_F(Teardown, AResolverReleasedByTheNotificationOfItsOwnStatusEndsItsRunUnhar
   EXPECT_FALSE(config->hasSubscribers());
 }
 
+TEST_F(Teardown, AResolverReleasedByTheStatusThatAnIdentifierBringsEndsItsWalkUnharmed) {
+  start(NexthopStatusFecIdType::resolverId);
+  world.route("10.0.0.0/8", {7, 0, 1, 0});
+  nexthop("10.0.0.1");
+  nexthop("10.0.0.2");
+  run();
+  const Watcher releaser(*status, [&](FieldId, const void*) { resolver = nullptr; });
+  map->fecIdToResolverIdMapIs(7, ResolverId(4));
+  EXPECT_EQ(log.take(),
+            (Events{"status 10.0.0.1 resolved 4 by 10.0.0.0/8",
+                    "status 10.0.0.2 resolved 4 by 10.0.0.0/8"}));
+  EXPECT_FALSE(config->hasSubscribers());
+  EXPECT_EQ(references->fecIdRef(7), nullptr);
+}
+
+// Its last references go, and with them identifiers are withdrawn, and given anew.
+TEST_F(Teardown, AResolverThatEndsHearsNothingOfItsOwnReferences) {
+  start(NexthopStatusFecIdType::resolverId);
+  world.route("10.0.0.0/8", {7, 0, 1, 0});
+  nexthop("10.0.0.1");
+  nexthop("10.0.0.2");
+  run();
+  map->fecIdToResolverIdMapIs(7, ResolverId(4));
+  log.take();
+  std::uint64_t next = 5;
+  const Watcher allocator(*references, [&](FieldId, const void*) {
+    map->fecIdToResolverIdMapIs(7, ResolverId(next++));
+  });
+  resolver = nullptr;
+  EXPECT_GT(next, 5U);
+  EXPECT_EQ(log.take(), Events{});
+  EXPECT_EQ(references->fecIdRef(7), nullptr);
+}
+
 }  // namespace
 }  // namespace Routing::Support
