@@ -6,7 +6,8 @@
 // is stranded.
 //
 // A block is taken either from one of the smallest pieces that will do, which puts neighbours
-// together, or from anywhere in the free space; the mixture gives the runs and gaps of a real table.
+// together, or from anywhere in the free space; the mixture gives the runs and gaps of a real
+// table.
 
 #include <array>
 #include <cstdint>
