@@ -114,6 +114,10 @@ TEST_F(ResolverStart, AbsentInputsAreNotSubscribedTo) {
   configure(NexthopStatusFecIdType::fibFecId);
   nexthop("10.0.0.1");
   nexthop("2001:db8::1");
+  // More than a review looks ahead.
+  for (int host = 2; host < 20; ++host) {
+    nexthop("10.0.0." + std::to_string(host));
+  }
   resolver = nexthopResolverSmFactory("v1",
                                       "c1",
                                       config,
@@ -132,6 +136,7 @@ TEST_F(ResolverStart, AbsentInputsAreNotSubscribedTo) {
   world.runUntilIdle();
   // No routing information reads as routing disabled.
   EXPECT_EQ(statusLine(*status, addr("10.0.0.1")), "status 10.0.0.1 failed");
+  EXPECT_EQ(statusLine(*status, addr("10.0.0.19")), "status 10.0.0.19 failed");
   EXPECT_EQ(statusLine(*status, addr("2001:db8::1")), "status 2001:db8::1 failed");
 }
 
