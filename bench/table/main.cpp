@@ -85,6 +85,13 @@ class Groups {
   bool wanted(const char* name) const {
     return std::string(name).find(options_.only) != std::string::npos;
   }
+  static std::FILE* streamOf(int fd, const char* mode) {
+    std::FILE* const stream = ::fdopen(fd, mode);
+    if (stream == nullptr) {
+      throw std::system_error(errno, std::generic_category(), "fdopen");
+    }
+    return stream;
+  }
   // Measures in a child process, which writes its rows into a pipe.
   template <class Lines>
   void runApart(const Lines& lines) {
@@ -102,7 +109,7 @@ class Groups {
       ::_exit(measure(lines, ends[1]));
     }
     ::close(ends[1]);
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> rows(::fdopen(ends[0], "r"), std::fclose);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> rows(streamOf(ends[0], "r"), std::fclose);
     report_.read(rows.get());
     int status = 0;
     if (::waitpid(child, &status, 0) != child || status != 0) {
@@ -112,7 +119,7 @@ class Groups {
   template <class Lines>
   int measure(const Lines& lines, int pipe) {
     try {
-      std::FILE* const rows = ::fdopen(pipe, "w");
+      std::FILE* const rows = streamOf(pipe, "w");
       Report report(unit_);
       lines(report);
       report.write(rows);
