@@ -6,6 +6,65 @@
 
 namespace Routing {
 
+// A delivery under way, which has called the first notifiee. They nest, innermost first.
+class Publisher::Delivery {
+ public:
+  explicit Delivery(const Publisher& publisher) noexcept
+      : publisher_(&publisher), next_(publisher.first_->next_), outer_(publisher.innermost_) {
+    publisher.innermost_ = this;
+  }
+  Delivery(const Delivery&) = delete;
+  Delivery& operator=(const Delivery&) = delete;
+  ~Delivery() {
+    if (publisher_ != nullptr) {
+      publisher_->innermost_ = outer_;
+    }
+  }
+
+  // The next notifiee to call, or null.
+  Notifiee* take() noexcept {
+    if (next_ != nullptr && next_ == lateNotifiee_) {
+      next_ = publisher_->firstObserver_;
+    }
+    if (next_ == nullptr || next_ == lateObserver_) {
+      return nullptr;
+    }
+    return std::exchange(next_, next_->next_);
+  }
+
+  Delivery* outer() const noexcept { return outer_; }
+  void added(Notifiee& notifiee, bool isObserver) noexcept {
+    Notifiee*& late = isObserver ? lateObserver_ : lateNotifiee_;
+    if (late == nullptr) {
+      late = &notifiee;
+    }
+  }
+  // Requires: the notifiee still has its place.
+  void removed(const Notifiee& notifiee) noexcept {
+    if (next_ == &notifiee) {
+      next_ = notifiee.next_;
+    }
+    if (lateNotifiee_ == &notifiee) {
+      lateNotifiee_ = notifiee.next_ == publisher_->firstObserver_ ? nullptr : notifiee.next_;
+    } else if (lateObserver_ == &notifiee) {
+      lateObserver_ = notifiee.next_;
+    }
+  }
+  void publisherGone() noexcept {
+    publisher_ = nullptr;
+    next_ = nullptr;
+  }
+
+ private:
+  const Publisher* publisher_;
+  Notifiee* next_;
+  // The first of the notifiees and of the observers that came during the delivery. Whoever follows
+  // among its kind came later still.
+  Notifiee* lateNotifiee_ = nullptr;
+  Notifiee* lateObserver_ = nullptr;
+  Delivery* outer_;
+};
+
 void Notifiee::subscribe(const Publisher& publisher) noexcept {
   if (publisher_ == &publisher) {
     return;
@@ -21,9 +80,8 @@ void Notifiee::unsubscribe() noexcept {
 }
 
 Publisher::~Publisher() {
-  for (Delivery* delivery = innermost_; delivery != nullptr; delivery = delivery->outer_) {
-    delivery->publisher_ = nullptr;
-    delivery->next_ = nullptr;
+  for (Delivery* delivery = innermost_; delivery != nullptr; delivery = delivery->outer()) {
+    delivery->publisherGone();
   }
   while (first_ != nullptr) {
     Notifiee* const gone = std::exchange(first_, first_->next_);
@@ -33,62 +91,51 @@ Publisher::~Publisher() {
   }
 }
 
-Publisher::Delivery::Delivery(const Publisher& publisher) noexcept
-    : publisher_(&publisher),
-      next_(publisher.first_),
-      last_(publisher.subscriptions_),
-      outer_(publisher.innermost_) {
-  publisher.innermost_ = this;
-}
-
-Publisher::Delivery::~Delivery() {
-  if (publisher_ != nullptr) {
-    publisher_->innermost_ = outer_;
-  }
-}
-
-Notifiee* Publisher::Delivery::take() noexcept {
-  // Those who came during the delivery carry a later order; among observers they can stand before
-  // one that did not.
-  while (next_ != nullptr && next_->order_ > last_) {
-    next_ = next_->next_;
-  }
-  return next_ == nullptr ? nullptr : std::exchange(next_, next_->next_);
-}
-
+// The first notifiee is called before there is a question who is next: so there is a call between
+// every way in and out, without which g++ takes the chain of deliveries for a pointer left
+// dangling.
 void Publisher::deliver(FieldId field, const void* key) const {
+  Notifiee* notifiee = first_;
   Delivery delivery(*this);
-  while (Notifiee* const notifiee = delivery.take()) {
+  do {
     notifiee->onAttribute(field, key);
-  }
+    notifiee = delivery.take();
+  } while (notifiee != nullptr);
 }
 
 void Publisher::add(Notifiee& notifiee) const noexcept {
-  const bool isObserver = notifiee.kind_ == Notifiee::Kind::observer;
-  Notifiee* const after = isObserver ? nullptr : firstObserver_;
-  Notifiee* const before = after == nullptr ? last_ : after->previous_;
+  const bool isObserver = notifiee.isObserver();
+  Notifiee* const next = isObserver ? nullptr : firstObserver_;
   notifiee.publisher_ = this;
-  notifiee.order_ = ++subscriptions_;
-  notifiee.next_ = after;
-  notifiee.previous_ = before;
-  (before == nullptr ? first_ : before->next_) = &notifiee;
-  (after == nullptr ? last_ : after->previous_) = &notifiee;
+  notifiee.next_ = next;
+  if (first_ == nullptr) {
+    notifiee.previous_ = &notifiee;
+    first_ = &notifiee;
+  } else {
+    Notifiee*& back = (next == nullptr ? first_ : next)->previous_;
+    notifiee.previous_ = back;
+    (next == first_ ? first_ : back->next_) = &notifiee;
+    back = &notifiee;
+  }
   if (isObserver && firstObserver_ == nullptr) {
     firstObserver_ = &notifiee;
+  }
+  for (Delivery* delivery = innermost_; delivery != nullptr; delivery = delivery->outer()) {
+    delivery->added(notifiee, isObserver);
   }
 }
 
 void Publisher::remove(Notifiee& notifiee) const noexcept {
-  for (Delivery* delivery = innermost_; delivery != nullptr; delivery = delivery->outer_) {
-    if (delivery->next_ == &notifiee) {
-      delivery->next_ = notifiee.next_;
-    }
-  }
   if (firstObserver_ == &notifiee) {
     firstObserver_ = notifiee.next_;
   }
-  (notifiee.previous_ == nullptr ? first_ : notifiee.previous_->next_) = notifiee.next_;
-  (notifiee.next_ == nullptr ? last_ : notifiee.next_->previous_) = notifiee.previous_;
+  for (Delivery* delivery = innermost_; delivery != nullptr; delivery = delivery->outer()) {
+    delivery->removed(notifiee);
+  }
+  (first_ == &notifiee ? first_ : notifiee.previous_->next_) = notifiee.next_;
+  if (first_ != nullptr) {
+    (notifiee.next_ == nullptr ? first_ : notifiee.next_)->previous_ = notifiee.previous_;
+  }
   notifiee.publisher_ = nullptr;
   notifiee.previous_ = nullptr;
   notifiee.next_ = nullptr;

@@ -51,20 +51,18 @@ class Notifiee {
  private:
   friend class Publisher;
   friend class Observer;
-  enum class Kind : std::uint8_t { notifiee, observer };
-  explicit Notifiee(Kind kind) noexcept : kind_(kind) {}
+  virtual bool isObserver() const noexcept { return false; }
 
   const Publisher* publisher_ = nullptr;
+  // The one before it; before the first, the last.
   Notifiee* previous_ = nullptr;
+  // The one after it; null after the last.
   Notifiee* next_ = nullptr;
-  // The publisher's count of subscriptions when this one was made.
-  std::uint64_t order_ = 0;
-  Kind kind_ = Kind::notifiee;
 };
 
 class Observer : public Notifiee {
- protected:
-  Observer() noexcept : Notifiee(Kind::observer) {}
+ private:
+  bool isObserver() const noexcept final { return true; }
 };
 
 class Publisher {
@@ -88,25 +86,9 @@ class Publisher {
  private:
   friend class Notifiee;
 
-  // A delivery under way. They nest, innermost first.
-  class Delivery {
-   public:
-    explicit Delivery(const Publisher& publisher) noexcept;
-    Delivery(const Delivery&) = delete;
-    Delivery& operator=(const Delivery&) = delete;
-    // Out of line: g++ takes the chain of deliveries for a pointer left dangling otherwise.
-    [[gnu::noinline]] ~Delivery();
-    // The next notifiee to call, or null.
-    Notifiee* take() noexcept;
+  class Delivery;
 
-   private:
-    friend class Publisher;
-    const Publisher* publisher_;
-    Notifiee* next_;
-    std::uint64_t last_;
-    Delivery* outer_;
-  };
-
+  // Requires: there is a notifiee.
   void deliver(FieldId field, const void* key) const;
   void add(Notifiee& notifiee) const noexcept;
   void remove(Notifiee& notifiee) const noexcept;
@@ -114,10 +96,9 @@ class Publisher {
   // Notifiees in order of subscription, then observers. Subscribing does not change what is
   // published, so a constant publisher can be subscribed to.
   mutable Notifiee* first_ = nullptr;
-  mutable Notifiee* last_ = nullptr;
   mutable Notifiee* firstObserver_ = nullptr;
+  // The deliveries under way.
   mutable Delivery* innermost_ = nullptr;
-  mutable std::uint64_t subscriptions_ = 0;
 };
 
 // A slot that hands the changes of one input to a member function of its owner. Empty until it is

@@ -176,6 +176,39 @@ TEST_F(PublisherRules, OneThatCameFromTheLastNotifieeIsNotCalledForIt) {
   EXPECT_EQ(published(), (Events{"a: 1", "b: 1", "c: 1", "late: 1", "o: 1", "lateObserver: 1"}));
 }
 
+TEST_F(PublisherRules, OfSeveralThatCameTheFirstLeavingLetsNoOtherIn) {
+  Reactor d("d", log);
+  Reactor e("e", log);
+  Watcher p("p", log);
+  Watcher q("q", log);
+  b->action = [&] {
+    for (Notifiee* late : {static_cast<Notifiee*>(&d),
+                           static_cast<Notifiee*>(&p),
+                           static_cast<Notifiee*>(&e),
+                           static_cast<Notifiee*>(&q)}) {
+      late->subscribe(*source);
+    }
+    d.unsubscribe();
+    p.unsubscribe();
+  };
+  EXPECT_EQ(published(), (Events{"a: 1", "b: 1", "c: 1", "o: 1"}));
+  b->action = nullptr;
+  EXPECT_EQ(published(), (Events{"a: 1", "b: 1", "c: 1", "e: 1", "o: 1", "q: 1"}));
+}
+
+TEST_F(PublisherRules, OneThatCameAndLeftTakesNobodysTurn) {
+  Reactor d("d", log);
+  Watcher p("p", log);
+  b->action = [&] {
+    d.subscribe(*source);
+    p.subscribe(*source);
+    c->unsubscribe();
+    d.unsubscribe();
+    p.unsubscribe();
+  };
+  EXPECT_EQ(published(), (Events{"a: 1", "b: 1", "o: 1"}));
+}
+
 TEST_F(PublisherRules, OneThatCameBackBeforeItsTurnIsNotCalledForIt) {
   a->action = [this] {
     c->unsubscribe();
