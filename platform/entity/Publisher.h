@@ -82,6 +82,8 @@ class Publisher {
  protected:
   Publisher() noexcept = default;
   ~Publisher();
+  // True during a publication that reaches somebody.
+  bool delivers() const noexcept { return innermost_ != nullptr; }
 
  private:
   friend class Notifiee;

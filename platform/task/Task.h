@@ -54,12 +54,12 @@ class Task : public Entity, public Publisher {
 
   Ptr<TaskScheduler> taskScheduler_;
   TaskPriority taskPriority_;
+  bool queued_ = false;
   String taskName_;
   std::uint64_t runCount_ = 0;
   std::uint64_t workCount_ = 0;
 
   // The scheduler's lists.
-  bool queued_ = false;
   Task* previousQueued_ = nullptr;
   Task* nextQueued_ = nullptr;
   Task* previousTask_ = nullptr;

@@ -66,17 +66,26 @@ class PrefixVisitor {
   bool (*call_)(const void* target, const IpGenPrefix& prefix);
 };
 
+// A trie of either family, for who knows which.
+class AnyPrefixTrie {
+ public:
+  AnyPrefixTrie(const AnyPrefixTrie&) = delete;
+  AnyPrefixTrie& operator=(const AnyPrefixTrie&) = delete;
+  virtual ~AnyPrefixTrie() = default;
+
+ protected:
+  AnyPrefixTrie() = default;
+};
+
 template <class Family>
-class PrefixTrie {
+class PrefixTrie final : public AnyPrefixTrie {
  public:
   // A trie with more prefixes than this has a dense top; it keeps it down to a quarter of them.
   static constexpr std::size_t topLimit = 16384;
 
   // Throws: std::bad_alloc.
   PrefixTrie();
-  PrefixTrie(const PrefixTrie&) = delete;
-  PrefixTrie& operator=(const PrefixTrie&) = delete;
-  ~PrefixTrie();
+  ~PrefixTrie() override;
 
   std::size_t size() const noexcept { return size_; }
   bool hasDenseTop() const noexcept { return top_ != nullptr; }

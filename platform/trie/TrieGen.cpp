@@ -1,6 +1,7 @@
 #include "platform/trie/TrieGen.h"
 
 #include <array>
+#include <utility>
 
 #include "platform/entity/Assert.h"
 #include "platform/entity/Inspection.h"
@@ -9,25 +10,28 @@
 namespace Routing {
 
 TrieGen::TrieGen(String name, AddressFamily family) : name_(std::move(name)), family_(family) {
-  if (family == AddressFamily::ipv4) {
-    trie_.emplace<Trie4>();
+  ROUTING_ASSERT((family == AddressFamily::ipv4 || family == AddressFamily::ipv6) &&
+                 "invalid address family");
+}
+
+void TrieGen::makeTrie() {
+  if (family_ == AddressFamily::ipv4) {
+    trie_ = std::make_unique<Trie4>();
   } else {
-    ROUTING_ASSERT(family == AddressFamily::ipv6 && "invalid address family");
-    trie_.emplace<Trie6>();
+    trie_ = std::make_unique<Trie6>();
   }
 }
 
 std::size_t TrieGen::routeCount() const noexcept {
-  return withTrie(*this, [](const auto& trie) { return trie.size(); });
+  return withTrie([](const auto& trie) { return trie.size(); });
 }
 
 std::size_t TrieGen::memory() const noexcept {
-  return withTrie(*this, [](const auto& trie) { return trie.memory() - sizeof(trie); }) +
-         sizeof(*this);
+  return sizeof(*this) + withTrie([](const auto& trie) { return trie.memory(); });
 }
 
 String TrieGen::checkInvariants() const {
-  return withTrie(*this, [](const auto& trie) { return trie.checkInvariants(); });
+  return withTrie([](const auto& trie) { return trie.checkInvariants(); });
 }
 
 void TrieGen::routeIs(const IpGenPrefix& prefix, bool present) {
@@ -36,13 +40,16 @@ void TrieGen::routeIs(const IpGenPrefix& prefix, bool present) {
     return;
   }
   ROUTING_ASSERT(prefix.family() == family_ && "prefix of the trie's family");
-  if (withTrie(*this, [&prefix](auto& trie) { return trie.insert(prefix); })) {
+  if (trie_ == nullptr) {
+    makeTrie();
+  }
+  if (withTrie([&prefix](auto& trie) { return trie.insert(prefix); })) {
     changedPrefixIs(prefix);
   }
 }
 
 void TrieGen::routeDel(const IpGenPrefix& prefix) {
-  if (withTrie(*this, [&prefix](auto& trie) { return trie.erase(prefix); })) {
+  if (withTrie([&prefix](auto& trie) { return trie.erase(prefix); })) {
     changedPrefixIs(prefix);
   }
 }
@@ -59,26 +66,24 @@ void TrieGen::changedPrefixIs(const IpGenPrefix& prefix) {
 TrieGen::Announcement::Announcement(TrieGen& trie, const IpGenPrefix& prefix)
     : trie_(&trie), outer_(trie.changedPrefix_) {
   trie.changedPrefix_ = prefix;
-  trie.announcements_ += 1;
 }
 
 TrieGen::Announcement::~Announcement() {
-  trie_->announcements_ -= 1;
-  if (trie_->announcements_ != 0) {
+  if (trie_->delivers()) {
     trie_->changedPrefix_ = outer_;
   }
 }
 
 bool TrieGen::routeHas(const IpGenPrefix& prefix) const noexcept {
-  return withTrie(*this, [&prefix](const auto& trie) { return trie.has(prefix); });
+  return withTrie([&prefix](const auto& trie) { return trie.has(prefix); });
 }
 
 IpGenPrefix TrieGen::longestMatch(const IpGenPrefix& prefix) const noexcept {
-  return withTrie(*this, [&prefix](const auto& trie) { return trie.longestMatch(prefix); });
+  return withTrie([&prefix](const auto& trie) { return trie.longestMatch(prefix); });
 }
 
 bool TrieGen::longerRoutePresent(const IpGenPrefix& prefix) const noexcept {
-  return withTrie(*this, [&prefix](const auto& trie) { return trie.longerPresent(prefix); });
+  return withTrie([&prefix](const auto& trie) { return trie.longerPresent(prefix); });
 }
 
 void TrieGen::preOrderWalk(const IpGenPrefix& prefix,
@@ -86,17 +91,17 @@ void TrieGen::preOrderWalk(const IpGenPrefix& prefix,
   ROUTING_ASSERT(callback && "a walk needs a callback");
   const Ptr<const TrieGen> self(this);
   const Ptr<TrieGenWalkCallback> held = callback;
-  withTrie(*this, [&prefix, &held](const auto& trie) {
+  withTrie([&prefix, &held](const auto& trie) {
     trie.walk(prefix, [&held](const IpGenPrefix& found) { return held->handlePrefix(found); });
   });
 }
 
 void TrieGen::prefetchFar(const IpGenPrefix& prefix) const noexcept {
-  withTrie(*this, [&prefix](const auto& trie) { trie.prefetchFar(prefix); });
+  withTrie([&prefix](const auto& trie) { trie.prefetchFar(prefix); });
 }
 
 void TrieGen::prefetchNear(const IpGenPrefix& prefix) const noexcept {
-  withTrie(*this, [&prefix](const auto& trie) { trie.prefetchNear(prefix); });
+  withTrie([&prefix](const auto& trie) { trie.prefetchNear(prefix); });
 }
 
 const TypeData& TrieGen::typeData() const {

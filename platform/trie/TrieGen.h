@@ -4,7 +4,8 @@
 //
 // The forwarding tables have one for each family of a VRF, which says what routes there are;
 // whoever tracks addresses keeps them in one as host prefixes, to find those under a changed route.
-// It holds no routes, only which prefixes have one. What it is made of is PrefixTrie.h's.
+// It holds no routes, only which prefixes have one. What it is made of is PrefixTrie.h's, made with
+// the first prefix: every client of every VRF has two tries, most of which never get one.
 //
 // Owner: the host or a state machine, by Ptr.
 //
@@ -27,8 +28,8 @@
 // is not, walk it again, change other tries and release this one.
 
 #include <cstddef>
+#include <memory>
 #include <utility>
-#include <variant>
 
 #include "platform/entity/Entity.h"
 #include "platform/entity/Ptr.h"
@@ -92,12 +93,17 @@ class TrieGen : public Entity, public Publisher {
   using Trie4 = PrefixTrie<TrieFamily4>;
   using Trie6 = PrefixTrie<TrieFamily6>;
 
-  // Calls with the trie of this family.
-  template <class Self, class Call>
-  static decltype(auto) withTrie(Self& self, Call call) {
-    auto* trie4 = std::get_if<Trie4>(&self.trie_);
-    return trie4 != nullptr ? call(*trie4) : call(*std::get_if<Trie6>(&self.trie_));
+  // What the call says of the trie; before there is one, what it would say of an empty one.
+  template <class Call>
+  auto withTrie(Call call) const {
+    using Result = decltype(call(std::declval<Trie4&>()));
+    if (trie_ == nullptr) {
+      return Result();
+    }
+    return family_ == AddressFamily::ipv4 ? call(static_cast<Trie4&>(*trie_))
+                                          : call(static_cast<Trie6&>(*trie_));
   }
+  void makeTrie();
 
   // A delivery under way. Holds the trie, which a notifiee may release.
   class Announcement {
@@ -113,11 +119,10 @@ class TrieGen : public Entity, public Publisher {
   };
 
   String name_;
-  AddressFamily family_;
   IpGenPrefix changedPrefix_;
-  // Deliveries under way, one inside the other.
-  unsigned announcements_ = 0;
-  std::variant<std::monostate, Trie4, Trie6> trie_;
+  AddressFamily family_;
+  // Null before the first prefix.
+  std::unique_ptr<AnyPrefixTrie> trie_;
 };
 
 }  // namespace Routing

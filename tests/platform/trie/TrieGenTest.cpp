@@ -67,6 +67,26 @@ TEST(TrieGen, StartsEmptyWithItsNameAndFamilyAndNoChangedPrefix) {
   EXPECT_EQ(IpGenPrefix(), trie->changedPrefix());
 }
 
+TEST(TrieGen, BeforeTheFirstPrefixIsItsObjectAloneAndAnswersLikeAnEmptyTrie) {
+  for (const AddressFamily family : {AddressFamily::ipv4, AddressFamily::ipv6}) {
+    const auto trie = makeEntity<TrieGen>("", family);
+    const Announcements announcements(trie);
+    const IpGenPrefix all = prefix(family == AddressFamily::ipv4 ? "0.0.0.0/0" : "::/0");
+    const auto visits = makeEntity<Visits>();
+    trie->preOrderWalk(all, visits);
+    EXPECT_THAT(visits->seen, IsEmpty());
+    EXPECT_FALSE(trie->routeHas(all));
+    EXPECT_FALSE(trie->longerRoutePresent(all));
+    EXPECT_EQ(IpGenPrefix(), trie->longestMatch(all));
+    trie->prefetchFar(all);
+    trie->prefetchNear(all);
+    trie->routeDel(all);
+    EXPECT_THAT(announcements.notes, IsEmpty());
+    EXPECT_EQ("", trie->checkInvariants());
+    EXPECT_EQ(sizeof(TrieGen), trie->memory());
+  }
+}
+
 TEST(TrieGen, PublishesAPrefixOnlyWhenItIsReallyAddedOrRemoved) {
   const auto trie = ipv4Trie();
   Announcements announcements(trie);
