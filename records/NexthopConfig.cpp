@@ -8,7 +8,7 @@
 namespace Routing {
 
 NexthopVrfConfig::NexthopVrfConfig(VrfName vrfName, NexthopStatusFecIdType fecIdType)
-    : vrfName_(std::move(vrfName)), fecIdType_(fecIdType), nexthop_(*this, nexthopField) {}
+    : vrfName_(std::move(vrfName)), fecIdType_(fecIdType) {}
 
 void NexthopVrfConfig::fecIdTypeIs(NexthopStatusFecIdType fecIdType) {
   fecIdType_ = fecIdType;
@@ -30,7 +30,7 @@ const TypeData& NexthopVrfConfig::typeData() const {
   return type;
 }
 
-NexthopConfig::NexthopConfig(String name) : name_(std::move(name)), vrf_(*this, vrfField) {}
+NexthopConfig::NexthopConfig(String name) : name_(std::move(name)) {}
 
 Ptr<NexthopVrfConfig> NexthopConfig::vrfIs(const VrfName& vrfName,
                                            NexthopStatusFecIdType fecIdType) {
@@ -42,7 +42,7 @@ Ptr<NexthopVrfConfig> NexthopConfig::vrfIs(const VrfName& vrfName,
     return vrfConfig;
   }
   vrfConfig = makeEntity<NexthopVrfConfig>(vrfName, fecIdType);
-  vrf_.put({vrfName, vrfConfig});
+  vrf_.put(*this, {vrfConfig});
   return vrfConfig;
 }
 
@@ -50,7 +50,7 @@ void NexthopConfig::vrfIs(const Ptr<NexthopVrfConfig>& vrfConfig) {
   if (!vrfConfig) {
     throw NullArgumentError("Routing::NexthopConfig", "vrf");
   }
-  vrf_.put({vrfConfig->vrfName(), vrfConfig});
+  vrf_.put(*this, {vrfConfig});
 }
 
 const TypeData& NexthopConfig::typeData() const {

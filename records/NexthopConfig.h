@@ -38,9 +38,9 @@ struct NexthopConfigEntryKey {
 
 class NexthopVrfConfig final : public Entity, public Publisher {
  public:
-  using Nexthops = PublishedTable<NexthopConfigEntry, NexthopConfigEntryKey>;
   static constexpr FieldId nexthopField{1};
   static constexpr FieldId fecIdTypeField{2};
+  using Nexthops = PublishedTable<nexthopField, NexthopConfigEntry, NexthopConfigEntryKey>;
 
   NexthopVrfConfig(VrfName vrfName, NexthopStatusFecIdType fecIdType);
 
@@ -58,11 +58,11 @@ class NexthopVrfConfig final : public Entity, public Publisher {
     return nexthop(addr).addr != IpGenAddr();
   }
   // Inserts or replaces. Publishes: the address.
-  void nexthopIs(const NexthopConfigEntry& entry) { nexthop_.put(entry); }
+  void nexthopIs(const NexthopConfigEntry& entry) { nexthop_.put(*this, entry); }
   // Publishes: the address, if it was there.
-  void nexthopDel(const IpGenAddr& addr) { nexthop_.remove(addr); }
+  void nexthopDel(const IpGenAddr& addr) { nexthop_.remove(*this, addr); }
   // Publishes: each address; nothing when nobody subscribes.
-  void nexthopDelAll() { nexthop_.removeAll(); }
+  void nexthopDelAll() { nexthop_.removeAll(*this); }
 
   const TypeData& typeData() const override;
 
@@ -74,8 +74,8 @@ class NexthopVrfConfig final : public Entity, public Publisher {
 
 class NexthopConfig final : public Entity, public Publisher {
  public:
-  using Vrfs = PublishedMap<VrfName, Ptr<NexthopVrfConfig>>;
   static constexpr FieldId vrfField{1};
+  using Vrfs = PublishedEntities<vrfField, NexthopVrfConfig, &NexthopVrfConfig::vrfName>;
 
   explicit NexthopConfig(String name);
 
@@ -90,9 +90,9 @@ class NexthopConfig final : public Entity, public Publisher {
   // Inserts or replaces the configuration of its VRF. Publishes: the VRF.
   void vrfIs(const Ptr<NexthopVrfConfig>& vrfConfig);
   // Returns what was removed, or null. Publishes: the VRF, if it was there.
-  Ptr<NexthopVrfConfig> vrfDel(const VrfName& vrfName) { return vrf_.removeValue(vrfName); }
+  Ptr<NexthopVrfConfig> vrfDel(const VrfName& vrfName) { return vrf_.removeValue(*this, vrfName); }
   // Publishes: each VRF; nothing when nobody subscribes.
-  void vrfDelAll() { vrf_.removeAll(); }
+  void vrfDelAll() { vrf_.removeAll(*this); }
 
   const TypeData& typeData() const override;
 

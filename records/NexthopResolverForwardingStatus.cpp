@@ -7,7 +7,7 @@
 namespace Routing {
 
 NexthopResolverVrfForwardingStatus::NexthopResolverVrfForwardingStatus(VrfName vrfName)
-    : vrfName_(std::move(vrfName)), nexthopResolverIdVia_(*this, nexthopResolverIdViaField) {}
+    : vrfName_(std::move(vrfName)) {}
 
 const TypeData& NexthopResolverVrfForwardingStatus::typeData() const {
   static constexpr std::array attributes{
@@ -17,14 +17,14 @@ const TypeData& NexthopResolverVrfForwardingStatus::typeData() const {
   return type;
 }
 
-NexthopResolverForwardingStatus::NexthopResolverForwardingStatus() : vrf_(*this, vrfField) {}
+NexthopResolverForwardingStatus::NexthopResolverForwardingStatus() = default;
 
 Ptr<NexthopResolverVrfForwardingStatus> NexthopResolverForwardingStatus::vrfIs(
     const VrfName& vrfName) {
   Ptr<NexthopResolverVrfForwardingStatus> vrfForwardingStatus = vrf(vrfName);
   if (!vrfForwardingStatus) {
     vrfForwardingStatus = makeEntity<NexthopResolverVrfForwardingStatus>(vrfName);
-    vrf_.put({vrfName, vrfForwardingStatus});
+    vrf_.put(*this, {vrfForwardingStatus});
   }
   return vrfForwardingStatus;
 }

@@ -83,8 +83,9 @@ struct NexthopResolverIdViaKey {
 
 class NexthopResolverVrfForwardingStatus final : public Entity, public Publisher {
  public:
-  using IdVias = PublishedTable<NexthopResolverIdVia, NexthopResolverIdViaKey>;
   static constexpr FieldId nexthopResolverIdViaField{1};
+  using IdVias =
+      PublishedTable<nexthopResolverIdViaField, NexthopResolverIdVia, NexthopResolverIdViaKey>;
 
   explicit NexthopResolverVrfForwardingStatus(VrfName vrfName);
 
@@ -96,12 +97,14 @@ class NexthopResolverVrfForwardingStatus final : public Entity, public Publisher
   // Inserts or replaces the record of its ResolverId. Publishes: the ResolverId, also when nothing
   // differs.
   void nexthopResolverIdViaIs(const NexthopResolverIdVia& record) {
-    nexthopResolverIdVia_.put(record);
+    nexthopResolverIdVia_.put(*this, record);
   }
   // Publishes: the ResolverId, if it was there.
-  void nexthopResolverIdViaDel(ResolverId resolverId) { nexthopResolverIdVia_.remove(resolverId); }
+  void nexthopResolverIdViaDel(ResolverId resolverId) {
+    nexthopResolverIdVia_.remove(*this, resolverId);
+  }
   // Publishes: each ResolverId; nothing when nobody subscribes.
-  void nexthopResolverIdViaDelAll() { nexthopResolverIdVia_.removeAll(); }
+  void nexthopResolverIdViaDelAll() { nexthopResolverIdVia_.removeAll(*this); }
 
   const TypeData& typeData() const override;
 
@@ -112,8 +115,10 @@ class NexthopResolverVrfForwardingStatus final : public Entity, public Publisher
 
 class NexthopResolverForwardingStatus final : public Entity, public Publisher {
  public:
-  using Vrfs = PublishedMap<VrfName, Ptr<NexthopResolverVrfForwardingStatus>>;
   static constexpr FieldId vrfField{1};
+  using Vrfs = PublishedEntities<vrfField,
+                                 NexthopResolverVrfForwardingStatus,
+                                 &NexthopResolverVrfForwardingStatus::vrfName>;
 
   NexthopResolverForwardingStatus();
 
@@ -127,10 +132,10 @@ class NexthopResolverForwardingStatus final : public Entity, public Publisher {
   Ptr<NexthopResolverVrfForwardingStatus> vrfIs(const VrfName& vrfName);
   // Returns what was removed, or null. Publishes: the VRF, if it was there.
   Ptr<NexthopResolverVrfForwardingStatus> vrfDel(const VrfName& vrfName) {
-    return vrf_.removeValue(vrfName);
+    return vrf_.removeValue(*this, vrfName);
   }
   // Publishes: each VRF; nothing when nobody subscribes.
-  void vrfDelAll() { vrf_.removeAll(); }
+  void vrfDelAll() { vrf_.removeAll(*this); }
 
   const TypeData& typeData() const override;
 

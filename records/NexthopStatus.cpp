@@ -39,7 +39,7 @@ String NexthopStatusEntry::stringValue() const {
 }
 
 NexthopVrfStatus::NexthopVrfStatus(VrfName vrfName, NexthopStatusFecIdType fecIdType)
-    : vrfName_(std::move(vrfName)), fecIdType_(fecIdType), nexthop_(*this, nexthopField) {}
+    : vrfName_(std::move(vrfName)), fecIdType_(fecIdType) {}
 
 const TypeData& NexthopVrfStatus::typeData() const {
   using Collection = const Nexthops& (NexthopVrfStatus::*)() const noexcept;
@@ -51,14 +51,14 @@ const TypeData& NexthopVrfStatus::typeData() const {
   return type;
 }
 
-NexthopStatus::NexthopStatus(String name) : name_(std::move(name)), vrf_(*this, vrfField) {}
+NexthopStatus::NexthopStatus(String name) : name_(std::move(name)) {}
 
 Ptr<NexthopVrfStatus> NexthopStatus::vrfIs(const VrfName& vrfName,
                                            NexthopStatusFecIdType fecIdType) {
   Ptr<NexthopVrfStatus> vrfStatus = vrf(vrfName);
   if (!vrfStatus) {
     vrfStatus = makeEntity<NexthopVrfStatus>(vrfName, fecIdType);
-    vrf_.put({vrfName, vrfStatus});
+    vrf_.put(*this, {vrfStatus});
   }
   return vrfStatus;
 }
@@ -67,7 +67,7 @@ void NexthopStatus::vrfIs(const Ptr<NexthopVrfStatus>& vrfStatus) {
   if (!vrfStatus) {
     throw NullArgumentError("Routing::NexthopStatus", "vrf");
   }
-  vrf_.put({vrfStatus->vrfName(), vrfStatus});
+  vrf_.put(*this, {vrfStatus});
 }
 
 const TypeData& NexthopStatus::typeData() const {

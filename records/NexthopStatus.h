@@ -56,8 +56,8 @@ struct NexthopStatusEntryKey {
 
 class NexthopVrfStatus final : public Entity, public Publisher {
  public:
-  using Nexthops = PublishedTable<NexthopStatusEntry, NexthopStatusEntryKey>;
   static constexpr FieldId nexthopField{1};
+  using Nexthops = PublishedTable<nexthopField, NexthopStatusEntry, NexthopStatusEntryKey>;
 
   NexthopVrfStatus(VrfName vrfName, NexthopStatusFecIdType fecIdType);
 
@@ -75,11 +75,11 @@ class NexthopVrfStatus final : public Entity, public Publisher {
   void nexthopReserve(std::size_t entries) { nexthop_.reserve(entries); }
   // Inserts or replaces the entry of its address, whole. Publishes: the address, also when nothing
   // differs.
-  void nexthopIs(const NexthopStatusEntry& entry) { nexthop_.put(entry); }
+  void nexthopIs(const NexthopStatusEntry& entry) { nexthop_.put(*this, entry); }
   // Publishes: the address, if it was there.
-  void nexthopDel(const IpGenAddr& addr) { nexthop_.remove(addr); }
+  void nexthopDel(const IpGenAddr& addr) { nexthop_.remove(*this, addr); }
   // Publishes: each address; nothing when nobody subscribes.
-  void nexthopDelAll() { nexthop_.removeAll(); }
+  void nexthopDelAll() { nexthop_.removeAll(*this); }
 
   const TypeData& typeData() const override;
 
@@ -91,8 +91,8 @@ class NexthopVrfStatus final : public Entity, public Publisher {
 
 class NexthopStatus final : public Entity, public Publisher {
  public:
-  using Vrfs = PublishedMap<VrfName, Ptr<NexthopVrfStatus>>;
   static constexpr FieldId vrfField{1};
+  using Vrfs = PublishedEntities<vrfField, NexthopVrfStatus, &NexthopVrfStatus::vrfName>;
 
   explicit NexthopStatus(String name);
 
@@ -107,9 +107,9 @@ class NexthopStatus final : public Entity, public Publisher {
   // Inserts or replaces the status of its VRF. Publishes: the VRF.
   void vrfIs(const Ptr<NexthopVrfStatus>& vrfStatus);
   // Returns what was removed, with its entries, or null. Publishes: the VRF, if it was there.
-  Ptr<NexthopVrfStatus> vrfDel(const VrfName& vrfName) { return vrf_.removeValue(vrfName); }
+  Ptr<NexthopVrfStatus> vrfDel(const VrfName& vrfName) { return vrf_.removeValue(*this, vrfName); }
   // Publishes: each VRF; nothing when nobody subscribes.
-  void vrfDelAll() { vrf_.removeAll(); }
+  void vrfDelAll() { vrf_.removeAll(*this); }
 
   const TypeData& typeData() const override;
 

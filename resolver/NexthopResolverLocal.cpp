@@ -54,8 +54,7 @@ const TypeData& NexthopResolverClientRef::typeData() const {
   return type;
 }
 
-NexthopResolverFecIdRef::NexthopResolverFecIdRef(FecId fecId)
-    : fecId_(fecId), clientRef_(*this, clientRefField) {}
+NexthopResolverFecIdRef::NexthopResolverFecIdRef(FecId fecId) : fecId_(fecId) {}
 
 NexthopResolverFecIdRef::~NexthopResolverFecIdRef() { clientRefDelAll(); }
 
@@ -63,7 +62,7 @@ Ptr<NexthopResolverClientRef> NexthopResolverFecIdRef::clientRefIs(const String&
   Ptr<NexthopResolverClientRef> record = clientRef(clientName);
   if (!record) {
     record = makeEntity<NexthopResolverClientRef>(clientName);
-    clientRef_.put({clientName, record});
+    clientRef_.put(*this, {clientName, record});
   }
   return record;
 }
@@ -105,10 +104,7 @@ const TypeData& NexthopResolverFecIdRef::typeData() const {
   return type;
 }
 
-FecIdToClientHop::FecIdToClientHop(const VrfName& vrfName)
-    : vrfName_(vrfName),
-      fecIdRef_(*this, fecIdRefField),
-      clientNexthopToFecId_(*this, clientNexthopToFecIdField) {}
+FecIdToClientHop::FecIdToClientHop(const VrfName& vrfName) : vrfName_(vrfName) {}
 
 FecIdToClientHop::~FecIdToClientHop() { fecIdRefDelAll(); }
 
@@ -124,7 +120,7 @@ Ptr<NexthopResolverFecIdRef> FecIdToClientHop::fecIdRefIs(FecId fecId) {
   Ptr<NexthopResolverFecIdRef> record = fecIdRef(fecId);
   if (!record) {
     record = makeEntity<NexthopResolverFecIdRef>(fecId);
-    fecIdRef_.put({fecId, record});
+    fecIdRef_.put(*this, {fecId, record});
   }
   return record;
 }
@@ -236,8 +232,7 @@ const TypeData& ResolverIdAllocator::typeData() const {
   return type;
 }
 
-FecIdToResolverId::FecIdToResolverId(const VrfName& vrfName)
-    : vrfName_(vrfName), fecIdToResolverIdMap_(*this, fecIdToResolverIdMapField) {}
+FecIdToResolverId::FecIdToResolverId(const VrfName& vrfName) : vrfName_(vrfName) {}
 
 Ptr<FecIdToResolverId> FecIdToResolverId::FecIdToResolverIdIs(const VrfName& vrfName) {
   return makeEntity<FecIdToResolverId>(vrfName);

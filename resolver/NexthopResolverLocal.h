@@ -97,8 +97,8 @@ class NexthopResolverClientRef final : public DumpableEntity {
 // Publishes: clientRefField with the client's name (const String*), on appearance and removal.
 class NexthopResolverFecIdRef final : public DumpableEntity, public Publisher {
  public:
-  using ClientRefs = PublishedMap<String, Ptr<NexthopResolverClientRef>>;
   static constexpr FieldId clientRefField{1};
+  using ClientRefs = PublishedMap<clientRefField, String, Ptr<NexthopResolverClientRef>>;
 
   explicit NexthopResolverFecIdRef(FecId fecId);
   // Removes every client record first, each removal published.
@@ -115,7 +115,7 @@ class NexthopResolverFecIdRef final : public DumpableEntity, public Publisher {
   Ptr<NexthopResolverClientRef> clientRefIs(const String& clientName);
   // Returns what was removed, or null. Publishes: the name, if it was there.
   Ptr<NexthopResolverClientRef> clientRefDel(const String& clientName) {
-    return clientRef_.removeValue(clientName);
+    return clientRef_.removeValue(*this, clientName);
   }
   void clientRefDelAll();
 
@@ -137,10 +137,10 @@ class NexthopResolverFecIdRef final : public DumpableEntity, public Publisher {
 //   clientNexthopToFecIdField   NexthopResolverClientNexthopKey   set to another FEC, or removed
 class FecIdToClientHop final : public DumpableEntity, public Publisher {
  public:
-  using FecIdRefs = PublishedMap<FecId, Ptr<NexthopResolverFecIdRef>>;
-  using FecIds = PublishedMap<NexthopResolverClientNexthopKey, FecId>;
   static constexpr FieldId fecIdRefField{1};
   static constexpr FieldId clientNexthopToFecIdField{2};
+  using FecIdRefs = PublishedMap<fecIdRefField, FecId, Ptr<NexthopResolverFecIdRef>>;
+  using FecIds = PublishedMap<clientNexthopToFecIdField, NexthopResolverClientNexthopKey, FecId>;
 
   explicit FecIdToClientHop(const VrfName& vrfName);
   // Removes every FEC record first, each removal published.
@@ -157,7 +157,9 @@ class FecIdToClientHop final : public DumpableEntity, public Publisher {
   // the caller fills it at once.
   Ptr<NexthopResolverFecIdRef> fecIdRefIs(FecId fecId);
   // Returns what was removed, or null. Publishes: the FEC, if it was there.
-  Ptr<NexthopResolverFecIdRef> fecIdRefDel(FecId fecId) { return fecIdRef_.removeValue(fecId); }
+  Ptr<NexthopResolverFecIdRef> fecIdRefDel(FecId fecId) {
+    return fecIdRef_.removeValue(*this, fecId);
+  }
   void fecIdRefDelAll();
 
   const FecIds& clientNexthopToFecId() const noexcept { return clientNexthopToFecId_; }
@@ -170,14 +172,14 @@ class FecIdToClientHop final : public DumpableEntity, public Publisher {
   }
   // Publishes: the key, unless it has this FEC already.
   void clientNexthopToFecIdIs(const NexthopResolverClientNexthopKey& key, FecId fecId) {
-    clientNexthopToFecId_.set(key, fecId);
+    clientNexthopToFecId_.set(*this, key, fecId);
   }
   // Returns the FEC that was mapped, or 0. Publishes: the key, if it was there.
   FecId clientNexthopToFecIdDel(const NexthopResolverClientNexthopKey& key) {
-    return clientNexthopToFecId_.removeValue(key);
+    return clientNexthopToFecId_.removeValue(*this, key);
   }
   // Publishes: each key; nothing when nobody subscribes.
-  void clientNexthopToFecIdDelAll() { clientNexthopToFecId_.removeAll(); }
+  void clientNexthopToFecIdDelAll() { clientNexthopToFecId_.removeAll(*this); }
 
   // The client nexthop references this FEC from now on, and no other. No effect when it does
   // already. Publishes, in order: the FEC if it is new; the old FEC's deleteReference, if there is
@@ -233,8 +235,8 @@ Ptr<ResolverIdAllocator> resolverIdAllocatorFactory(ResolverId startResId);
 // removal.
 class FecIdToResolverId final : public Entity, public Publisher {
  public:
-  using Map = PublishedMap<FecId, ResolverId>;
   static constexpr FieldId fecIdToResolverIdMapField{1};
+  using Map = PublishedMap<fecIdToResolverIdMapField, FecId, ResolverId>;
 
   explicit FecIdToResolverId(const VrfName& vrfName);
   static Ptr<FecIdToResolverId> FecIdToResolverIdIs(const VrfName& vrfName);
@@ -248,14 +250,14 @@ class FecIdToResolverId final : public Entity, public Publisher {
   ResolverId fecIdToResolverIdMap(FecId fecId) const { return fecIdToResolverIdMap_.value(fecId); }
   // Publishes: the FEC, unless it has this ResolverId already.
   void fecIdToResolverIdMapIs(FecId fecId, ResolverId resolverId) {
-    fecIdToResolverIdMap_.set(fecId, resolverId);
+    fecIdToResolverIdMap_.set(*this, fecId, resolverId);
   }
   // Returns what was removed, or ResolverId 0. Publishes: the FEC, if it was there.
   ResolverId fecIdToResolverIdMapDel(FecId fecId) {
-    return fecIdToResolverIdMap_.removeValue(fecId);
+    return fecIdToResolverIdMap_.removeValue(*this, fecId);
   }
   // Publishes: each FEC; nothing when nobody subscribes.
-  void fecIdToResolverIdMapDelAll() { fecIdToResolverIdMap_.removeAll(); }
+  void fecIdToResolverIdMapDelAll() { fecIdToResolverIdMap_.removeAll(*this); }
 
   const TypeData& typeData() const override;
 

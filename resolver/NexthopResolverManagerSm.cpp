@@ -300,17 +300,17 @@ Ptr<NexthopResolverSm> NexthopResolverManagerSm::resolverSmIs(
                                                          fecIdToClientHop,
                                                          fecIdToResolverId,
                                                          scheduler);
-  resolverSm_.insert({resolver->name(), resolver});
+  resolverSm_.insert({resolver});
   return resolver;
 }
 
 namespace {
 
-// The value removed from the map, or null.
-template <class Value>
-Value removeFrom(DenseMap<String, Value>& map, const String& name) {
-  auto removed = map.remove(name);
-  return removed ? std::move(removed->value) : Value();
+// The value removed from the table, or null.
+template <class Table>
+auto removeFrom(Table& table, const String& name) {
+  auto removed = table.remove(name);
+  return removed ? std::move(removed->value) : decltype(removed->value)();
 }
 
 }  // namespace

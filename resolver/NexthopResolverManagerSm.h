@@ -33,6 +33,7 @@
 #include "platform/entity/DenseTable.h"
 #include "platform/entity/Dir.h"
 #include "platform/entity/Entity.h"
+#include "platform/entity/EntityTable.h"
 #include "platform/entity/Ptr.h"
 #include "platform/entity/Publisher.h"
 #include "platform/fib/ForwardingStatus.h"
@@ -89,7 +90,7 @@ using NestedSm_NexthopStatus = NestedSm<NexthopStatus>;
 
 class NexthopResolverManagerSm final : public Entity {
  public:
-  using Resolvers = DenseMap<String, Ptr<NexthopResolverSm>>;
+  using Resolvers = EntityTable<NexthopResolverSm, &NexthopResolverSm::name>;
   using ConfigPtrs = DenseMap<String, Ptr<const NexthopConfig>>;
   using StatusPtrs = DenseMap<String, Ptr<NexthopStatus>>;
   using ConfigWatchers = DenseMap<String, Ptr<NestedSm_NexthopConfig>>;

@@ -7,13 +7,13 @@
 
 namespace Routing {
 
-Dir::Dir(std::string name) : name_(std::move(name)), entry_(*this, entryField) {}
+Dir::Dir(std::string name) : name_(std::move(name)) {}
 
 void Dir::entityIs(const std::string& name, const Ptr<Entity>& entity) {
   if (!entity) {
     throw NullArgumentError("Routing::Dir", "entry");
   }
-  entry_.put({name, entity});
+  entry_.put(*this, {name, entity});
 }
 
 const TypeData& Dir::typeData() const {

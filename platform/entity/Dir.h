@@ -17,8 +17,8 @@ namespace Routing {
 
 class Dir : public Entity, public Publisher {
  public:
-  using Entries = PublishedMap<std::string, Ptr<Entity>>;
   static constexpr FieldId entryField{1};
+  using Entries = PublishedMap<entryField, std::string, Ptr<Entity>>;
 
   explicit Dir(std::string name);
 
@@ -31,9 +31,9 @@ class Dir : public Entity, public Publisher {
   // Throws: NullArgumentError.
   void entityIs(const std::string& name, const Ptr<Entity>& entity);
   // Returns the removed entity, or null. Publishes: the name, if there was one.
-  Ptr<Entity> entityDel(const std::string& name) { return entry_.removeValue(name); }
+  Ptr<Entity> entityDel(const std::string& name) { return entry_.removeValue(*this, name); }
   // Publishes: the name, without a change.
-  void entityAnnounce(const std::string& name) const { entry_.announce(name); }
+  void entityAnnounce(const std::string& name) const { entry_.announce(*this, name); }
 
   const TypeData& typeData() const override;
 

@@ -1,7 +1,9 @@
 #pragma once
 
 // Published collections: a DenseTable that tells its entity's subscribers of every change. The
-// accessors of an entity are one line each over these operations.
+// accessors of an entity are one line each over these operations. The field that is published is
+// part of the type, and the entity hands itself to each operation that publishes: there are many
+// entities, and most of their collections are small or empty.
 //
 //   put        inserts or replaces, and always publishes
 //   set        of a map: publishes only when the value under the key becomes another
@@ -18,25 +20,27 @@
 #include <utility>
 
 #include "platform/entity/DenseTable.h"
+#include "platform/entity/EntityTable.h"
 #include "platform/entity/Publisher.h"
 
 namespace Routing {
 
-template <class Member, class KeyOf>
+template <FieldId field, class Member, class KeyOf>
 class PublishedTable {
  public:
   using Table = DenseTable<Member, KeyOf>;
   using Key = typename Table::Key;
   using Cursor = typename Table::Cursor;
 
-  // The publisher is the entity that holds this as a member.
-  PublishedTable(Publisher& publisher, FieldId field) noexcept
-      : publisher_(publisher), field_(field) {}
-
   std::size_t size() const noexcept { return table_.size(); }
   bool empty() const noexcept { return table_.empty(); }
   bool has(const Key& key) const noexcept { return table_.has(key); }
   const Member* find(const Key& key) const noexcept { return table_.find(key); }
+  // The value under the key, or the type's default, where members have one.
+  auto value(const Key& key) const {
+    const auto* member = table_.find(key);
+    return member == nullptr ? decltype(member->value)() : member->value;
+  }
   Cursor cursor() const noexcept { return table_.cursor(); }
   Cursor cursorAt(const Key& key) const noexcept { return table_.cursorAt(key); }
   std::size_t memory() const noexcept { return table_.memory(); }
@@ -44,64 +48,68 @@ class PublishedTable {
   void prefetchFar(const Key& key) const noexcept { table_.prefetchFar(key); }
   void prefetchNear(const Key& key) const noexcept { table_.prefetchNear(key); }
 
+  // The publisher is always the entity that holds this as a member.
+
   // True when the key was absent.
-  bool put(Member member) {
+  bool put(const Publisher& publisher, Member member) {
     const Key key = KeyOf::key(member);
     const bool inserted = table_.swapIn(member);
-    publisher_.publish(field_, &key);
+    publisher.publish(field, &key);
     return inserted;
   }
-  bool insert(Member member) {
+  bool insert(const Publisher& publisher, Member member) {
     const Key key = KeyOf::key(member);
     const bool inserted = table_.insert(std::move(member));
     if (inserted) {
-      publisher_.publish(field_, &key);
+      publisher.publish(field, &key);
     }
     return inserted;
   }
-  std::optional<Member> remove(const Key& oldKey) {
+  std::optional<Member> remove(const Publisher& publisher, const Key& oldKey) {
     const Key key = oldKey;
     std::optional<Member> removed = table_.remove(key);
     if (removed) {
-      publisher_.publish(field_, &key);
+      publisher.publish(field, &key);
     }
     return removed;
   }
-  void removeAll() {
-    if (!publisher_.hasSubscribers()) {
+  void removeAll(const Publisher& publisher) {
+    if (!publisher.hasSubscribers()) {
       table_.clear();
       return;
     }
     for (auto cursor = table_.cursor(); !cursor.atEnd(); cursor.next()) {
-      remove(cursor.key());
+      remove(publisher, cursor.key());
     }
   }
   // Publishes the key without a change.
-  void announce(const Key& oldKey) const {
+  void announce(const Publisher& publisher, const Key& oldKey) const {
     const Key key = oldKey;
-    publisher_.publish(field_, &key);
+    publisher.publish(field, &key);
+  }
+
+  // Removes and returns the value; the type's default when the key was absent.
+  auto removeValue(const Publisher& publisher, const Key& key) {
+    auto removed = remove(publisher, key);
+    return removed ? std::move(removed->value) : decltype(removed->value)();
   }
 
  protected:
   Table table_;
-  Publisher& publisher_;
-  FieldId field_;
 };
 
-template <class Key>
-using PublishedSet = PublishedTable<Key, OwnKey>;
+template <FieldId field, class Key>
+using PublishedSet = PublishedTable<field, Key, OwnKey>;
 
-template <class Key, class Value>
-class PublishedMap : public PublishedTable<DenseMapEntry<Key, Value>, EntryKey> {
-  using Base = PublishedTable<DenseMapEntry<Key, Value>, EntryKey>;
+// Of entities that carry their own key.
+template <FieldId field, class T, auto accessor>
+using PublishedEntities = PublishedTable<field, EntityEntry<T>, EntityKey<accessor>>;
 
+template <FieldId field, class Key, class Value>
+class PublishedMap : public PublishedTable<field, DenseMapEntry<Key, Value>, EntryKey> {
  public:
-  using Base::Base;
-
-  // The value under the key, or the type's default.
-  Value value(const Key& key) const { return valueOf(this->table_, key); }
   // True when that changed something, and was published.
-  bool set(const Key& oldKey, Value value) {
+  bool set(const Publisher& publisher, const Key& oldKey, Value value) {
     const Key key = oldKey;
     if (auto* entry = this->table_.find(key)) {
       if (entry->value == value) {
@@ -111,13 +119,8 @@ class PublishedMap : public PublishedTable<DenseMapEntry<Key, Value>, EntryKey> 
     } else {
       this->table_.insert({key, std::move(value)});
     }
-    this->publisher_.publish(this->field_, &key);
+    publisher.publish(field, &key);
     return true;
-  }
-  // Removes and returns the value; the type's default when the key was absent.
-  Value removeValue(const Key& key) {
-    auto removed = this->remove(key);
-    return removed ? std::move(removed->value) : Value{};
   }
 };
 

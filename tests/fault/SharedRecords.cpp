@@ -26,7 +26,8 @@ std::vector<SharedRecords::Client<Entry>> SharedRecords::copyOf(const World& wor
     const auto record = ptrCast<Record>(world.entry(directory, name));
     std::vector<VrfRecord<Entry>> vrfs;
     for (auto cursor = record->vrf().cursor(); !cursor.atEnd(); cursor.next()) {
-      const auto& [vrf, vrfRecord] = cursor.member();
+      const VrfName& vrf = cursor.key();
+      const auto& vrfRecord = cursor.member().value;
       vrfs.push_back({vrf, vrfRecord->fecIdType(), membersOf<Entry>(vrfRecord->nexthop())});
     }
     clients.emplace_back(name, std::move(vrfs));
@@ -40,8 +41,8 @@ SharedRecords::SharedRecords(World& world)
       cellStatus_(copyOf<NexthopStatus, NexthopStatusEntry>(world, Directory::cell)) {
   const auto& vrfs = world.forwardingStatus()->vrf();
   for (auto cursor = vrfs.cursor(); !cursor.atEnd(); cursor.next()) {
-    const auto& [name, records] = cursor.member();
-    forwarding_.emplace_back(name,
+    const auto& records = cursor.member().value;
+    forwarding_.emplace_back(cursor.key(),
                              membersOf<NexthopResolverIdVia>(records->nexthopResolverIdVia()));
   }
   for (const auto& [name, vrf] : world.vrfs()) {

@@ -165,7 +165,8 @@ String nameOf(const FecsById& fecs, const VrfName& vrf, std::uint64_t id) {
 
 void addStatus(const NexthopStatus& status, const FecsById& fecs, std::vector<String>& lines) {
   for (auto vrfs = status.vrf().cursor(); !vrfs.atEnd(); vrfs.next()) {
-    const auto& [vrf, vrfStatus] = vrfs.member();
+    const VrfName& vrf = vrfs.key();
+    const auto& vrfStatus = vrfs.member().value;
     for (auto cursor = vrfStatus->nexthop().cursor(); !cursor.atEnd(); cursor.next()) {
       NexthopStatusEntry entry = cursor.member();
       String id;
@@ -185,7 +186,8 @@ void addForwarding(const World& world, const FecsById& fecs, std::vector<String>
     return;
   }
   for (auto vrfs = forwarding->vrf().cursor(); !vrfs.atEnd(); vrfs.next()) {
-    const auto& [vrf, records] = vrfs.member();
+    const VrfName& vrf = vrfs.key();
+    const auto& records = vrfs.member().value;
     for (auto cursor = records->nexthopResolverIdVia().cursor(); !cursor.atEnd(); cursor.next()) {
       const NexthopResolverIdVia& record = cursor.member();
       Replay::Line line("forwarding");

@@ -71,7 +71,8 @@ std::vector<Line> showStatus(const World& world, const Filter& client, const Fil
   SortedLines<String, VrfName, IpGenAddr> lines;
   walkStatus(world, client, [&](const NexthopStatus& status) {
     for (auto vrfs = status.vrf().cursor(); !vrfs.atEnd(); vrfs.next()) {
-      const auto& [name, vrfStatus] = vrfs.member();
+      const VrfName& name = vrfs.key();
+      const auto& vrfStatus = vrfs.member().value;
       if (!passes(vrf, name)) {
         continue;
       }
@@ -101,7 +102,8 @@ std::vector<Line> showForwarding(const World& world, const Filter& vrf) {
     return {};
   }
   for (auto vrfs = status->vrf().cursor(); !vrfs.atEnd(); vrfs.next()) {
-    const auto& [name, vrfStatus] = vrfs.member();
+    const VrfName& name = vrfs.key();
+    const auto& vrfStatus = vrfs.member().value;
     if (!passes(vrf, name)) {
       continue;
     }

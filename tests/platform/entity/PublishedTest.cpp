@@ -20,18 +20,18 @@ using Support::Events;
 // An entity with one collection of each kind, accessors as entities have them.
 class Port : public Support::Mortal, public Publisher {
  public:
-  using Mtu = PublishedMap<std::string, std::uint64_t>;
-  using Member = PublishedMap<std::string, Ptr<Support::Mortal>>;
-  using Vlan = PublishedSet<std::string>;
   static constexpr FieldId mtuField{1};
   static constexpr FieldId vlanField{2};
   static constexpr FieldId memberField{3};
+  using Mtu = PublishedMap<mtuField, std::string, std::uint64_t>;
+  using Member = PublishedMap<memberField, std::string, Ptr<Support::Mortal>>;
+  using Vlan = PublishedSet<vlanField, std::string>;
 
   explicit Port(EventLog& log) : Mortal("port", log) {}
 
-  Mtu mtu{*this, mtuField};
-  Vlan vlan{*this, vlanField};
-  Member member{*this, memberField};
+  Mtu mtu;
+  Vlan vlan;
+  Member member;
 };
 
 template <class Table>
@@ -78,140 +78,140 @@ class PublishedCollection : public testing::Test {
 };
 
 TEST_F(PublishedCollection, PutAlwaysPublishesWithTheNewStateInPlace) {
-  EXPECT_TRUE(port->mtu.put({"a", 1}));
-  EXPECT_FALSE(port->mtu.put({"a", 2}));
-  EXPECT_FALSE(port->mtu.put({"a", 2}));
+  EXPECT_TRUE(port->mtu.put(*port, {"a", 1}));
+  EXPECT_FALSE(port->mtu.put(*port, {"a", 2}));
+  EXPECT_FALSE(port->mtu.put(*port, {"a", 2}));
   EXPECT_EQ(log.take(), (Events{"mtu a=1 of a", "mtu a=2 of a", "mtu a=2 of a"}));
 }
 
 TEST_F(PublishedCollection, SetPublishesOnlyAChangeOfTheValue) {
-  EXPECT_TRUE(port->mtu.set("a", 1));
-  EXPECT_FALSE(port->mtu.set("a", 1));
-  EXPECT_TRUE(port->mtu.set("b", 1));
-  EXPECT_TRUE(port->mtu.set("a", 2));
+  EXPECT_TRUE(port->mtu.set(*port, "a", 1));
+  EXPECT_FALSE(port->mtu.set(*port, "a", 1));
+  EXPECT_TRUE(port->mtu.set(*port, "b", 1));
+  EXPECT_TRUE(port->mtu.set(*port, "a", 2));
   EXPECT_EQ(log.take(), (Events{"mtu a=1 of a", "mtu b=1 of ab", "mtu a=2 of ab"}));
 }
 
 TEST_F(PublishedCollection, SettingAnAbsentKeyToTheDefaultPublishesTheInsertion) {
-  EXPECT_TRUE(port->mtu.set("a", 0));
+  EXPECT_TRUE(port->mtu.set(*port, "a", 0));
   EXPECT_EQ(log.take(), (Events{"mtu a=0 of a"}));
   EXPECT_TRUE(port->mtu.has("a"));
 }
 
 TEST_F(PublishedCollection, InsertPublishesOnlyAKeyThatWasAbsent) {
-  EXPECT_TRUE(port->vlan.insert("a"));
-  EXPECT_FALSE(port->vlan.insert("a"));
-  EXPECT_TRUE(port->vlan.insert("b"));
+  EXPECT_TRUE(port->vlan.insert(*port, "a"));
+  EXPECT_FALSE(port->vlan.insert(*port, "a"));
+  EXPECT_TRUE(port->vlan.insert(*port, "b"));
   EXPECT_EQ(log.take(), (Events{"vlan a of a", "vlan b of ab"}));
 }
 
 TEST_F(PublishedCollection, RemovePublishesOnlyAKeyThatWasThere) {
-  port->vlan.insert("a");
-  port->vlan.insert("b");
+  port->vlan.insert(*port, "a");
+  port->vlan.insert(*port, "b");
   log.take();
-  EXPECT_EQ(port->vlan.remove("a"), "a");
-  EXPECT_FALSE(port->vlan.remove("a"));
+  EXPECT_EQ(port->vlan.remove(*port, "a"), "a");
+  EXPECT_FALSE(port->vlan.remove(*port, "a"));
   EXPECT_EQ(log.take(), Events{"vlan a of b"});
 }
 
 TEST_F(PublishedCollection, RemoveValueReturnsTheValueOrTheDefault) {
-  port->mtu.set("a", 7);
+  port->mtu.set(*port, "a", 7);
   log.take();
-  EXPECT_EQ(port->mtu.removeValue("a"), 7U);
-  EXPECT_EQ(port->mtu.removeValue("a"), 0U);
+  EXPECT_EQ(port->mtu.removeValue(*port, "a"), 7U);
+  EXPECT_EQ(port->mtu.removeValue(*port, "a"), 0U);
   EXPECT_EQ(log.take(), Events{"mtu a=0 of "});
 }
 
 TEST_F(PublishedCollection, RemoveAllPublishesEachMemberAsItGoes) {
   for (const char* name : {"a", "b", "c"}) {
-    port->vlan.insert(name);
+    port->vlan.insert(*port, name);
   }
   log.take();
-  port->vlan.removeAll();
+  port->vlan.removeAll(*port);
   EXPECT_EQ(log.take(), (Events{"vlan a of bc", "vlan b of c", "vlan c of "}));
-  port->vlan.removeAll();
+  port->vlan.removeAll(*port);
   EXPECT_EQ(log.take(), Events{});
 }
 
 TEST_F(PublishedCollection, RemoveAllClearsSilentlyWhenNobodySubscribes) {
-  port->vlan.insert("a");
-  port->vlan.insert("b");
+  port->vlan.insert(*port, "a");
+  port->vlan.insert(*port, "b");
   log.take();
   follower.unsubscribe();
   const auto before = Support::allocations();
-  port->vlan.removeAll();
+  port->vlan.removeAll(*port);
   EXPECT_TRUE(port->vlan.empty());
   EXPECT_EQ(Support::allocations(), before);
   EXPECT_EQ(log.take(), Events{});
 }
 
 TEST_F(PublishedCollection, RemoveAllRemovesWhatItsNotifieesInsertMeanwhile) {
-  port->vlan.insert("a");
-  port->vlan.insert("b");
+  port->vlan.insert(*port, "a");
+  port->vlan.insert(*port, "b");
   log.take();
   follower.action = [this](const std::string& name) {
     if (name == "a" && !port->vlan.has("a")) {
       follower.action = nullptr;
-      port->vlan.insert("c");
+      port->vlan.insert(*port, "c");
     }
   };
-  port->vlan.removeAll();
+  port->vlan.removeAll(*port);
   EXPECT_EQ(log.take(),
             (Events{"vlan a of b", "vlan c of bc", "key a", "vlan b of c", "vlan c of "}));
 }
 
 TEST_F(PublishedCollection, RemoveAllPassesOverWhatItsNotifieesRemove) {
   for (const char* name : {"a", "b", "c"}) {
-    port->vlan.insert(name);
+    port->vlan.insert(*port, name);
   }
   log.take();
   follower.action = [this](const std::string& name) {
     if (name == "a") {
-      port->vlan.remove("b");
+      port->vlan.remove(*port, "b");
     }
   };
-  port->vlan.removeAll();
+  port->vlan.removeAll(*port);
   EXPECT_EQ(log.take(),
             (Events{"vlan a of bc", "vlan b of c", "key b", "key a", "vlan c of ", "key c"}));
 }
 
 TEST_F(PublishedCollection, AnnouncePublishesWithoutAChange) {
-  port->mtu.set("a", 1);
+  port->mtu.set(*port, "a", 1);
   log.take();
-  port->mtu.announce("a");
-  port->mtu.announce("absent");
+  port->mtu.announce(*port, "a");
+  port->mtu.announce(*port, "absent");
   EXPECT_EQ(log.take(), (Events{"mtu a=1 of a", "mtu absent=0 of a"}));
 }
 
 TEST_F(PublishedCollection, TheKeyInAWalkMayBeRemovedDirectly) {
-  port->vlan.insert("a long name that no string holds inside itself");
+  port->vlan.insert(*port, "a long name that no string holds inside itself");
   log.take();
   const auto cursor = port->vlan.cursor();
-  port->vlan.remove(cursor.key());
+  port->vlan.remove(*port, cursor.key());
   EXPECT_EQ(log.take(), Events{"vlan a long name that no string holds inside itself of "});
 }
 
 TEST_F(PublishedCollection, ARemovedEntityIsAliveDuringTheNotification) {
-  port->member.set("a", makeEntity<Support::Mortal>("a", log));
+  port->member.set(*port, "a", makeEntity<Support::Mortal>("a", log));
   log.take();
-  port->member.remove("a");
+  port->member.remove(*port, "a");
   EXPECT_EQ(log.take(), (Events{"member a of ", "a ends"}));
 }
 
 TEST_F(PublishedCollection, AReplacedEntityIsAliveDuringTheNotification) {
-  port->member.put({"a", makeEntity<Support::Mortal>("first", log)});
+  port->member.put(*port, {"a", makeEntity<Support::Mortal>("first", log)});
   log.take();
-  port->member.put({"a", makeEntity<Support::Mortal>("second", log)});
+  port->member.put(*port, {"a", makeEntity<Support::Mortal>("second", log)});
   EXPECT_EQ(log.take(), (Events{"member a of a", "first ends"}));
-  port->member.set("a", makeEntity<Support::Mortal>("third", log));
+  port->member.set(*port, "a", makeEntity<Support::Mortal>("third", log));
   EXPECT_EQ(log.take(), (Events{"member a of a", "second ends"}));
 }
 
 TEST_F(PublishedCollection, AnExceptionOfANotifieeLeavesTheOperationAndTheChangeStands) {
   follower.action = [](const std::string&) { throw std::runtime_error("no"); };
-  EXPECT_THROW(port->mtu.set("a", 1), std::runtime_error);
+  EXPECT_THROW(port->mtu.set(*port, "a", 1), std::runtime_error);
   EXPECT_EQ(port->mtu.value("a"), 1U);
-  EXPECT_THROW(port->mtu.remove("a"), std::runtime_error);
+  EXPECT_THROW(port->mtu.remove(*port, "a"), std::runtime_error);
   EXPECT_FALSE(port->mtu.has("a"));
 }
 
@@ -227,8 +227,8 @@ class PublishedRelease : public testing::TestWithParam<Operation> {};
 TEST_P(PublishedRelease, TheEntityMayBeReleasedInsideTheNotification) {
   EventLog log;
   auto port = makeEntity<Port>(log);
-  port->mtu.set("a", 1);
-  port->mtu.set("b", 2);
+  port->mtu.set(*port, "a", 1);
+  port->mtu.set(*port, "b", 2);
   Follower follower(*port, log);
   follower.action = [&port](const std::string&) { port = nullptr; };
   GetParam().run(*port);
@@ -239,31 +239,32 @@ INSTANTIATE_TEST_SUITE_P(Operations,
                          PublishedRelease,
                          testing::Values(Operation{"Put",
                                                    [](Port& port) {
-                                                     port.mtu.put({"a", 3});
+                                                     port.mtu.put(port, {"a", 3});
                                                    },
                                                    {"mtu a=3 of ab", "port ends", "key a"}},
                                          Operation{"Set",
-                                                   [](Port& port) { port.mtu.set("a", 3); },
+                                                   [](Port& port) { port.mtu.set(port, "a", 3); },
                                                    {"mtu a=3 of ab", "port ends", "key a"}},
                                          Operation{"SetNew",
-                                                   [](Port& port) { port.mtu.set("c", 3); },
+                                                   [](Port& port) { port.mtu.set(port, "c", 3); },
                                                    {"mtu c=3 of abc", "port ends", "key c"}},
                                          Operation{"Insert",
                                                    [](Port& port) {
-                                                     port.mtu.insert({"c", 3});
+                                                     port.mtu.insert(port, {"c", 3});
                                                    },
                                                    {"mtu c=3 of abc", "port ends", "key c"}},
                                          Operation{"Remove",
-                                                   [](Port& port) { port.mtu.remove("a"); },
+                                                   [](Port& port) { port.mtu.remove(port, "a"); },
                                                    {"mtu a=0 of b", "port ends", "key a"}},
-                                         Operation{"RemoveValue",
-                                                   [](Port& port) { port.mtu.removeValue("a"); },
-                                                   {"mtu a=0 of b", "port ends", "key a"}},
+                                         Operation{
+                                             "RemoveValue",
+                                             [](Port& port) { port.mtu.removeValue(port, "a"); },
+                                             {"mtu a=0 of b", "port ends", "key a"}},
                                          Operation{"RemoveAll",
-                                                   [](Port& port) { port.mtu.removeAll(); },
+                                                   [](Port& port) { port.mtu.removeAll(port); },
                                                    {"mtu a=0 of b", "port ends", "key a"}},
                                          Operation{"Announce",
-                                                   [](Port& port) { port.mtu.announce("b"); },
+                                                   [](Port& port) { port.mtu.announce(port, "b"); },
                                                    {"mtu b=2 of ab", "port ends", "key b"}}),
                          [](const auto& operation) { return std::string(operation.param.name); });
 
@@ -280,12 +281,12 @@ TEST(Published, TheEntityMayBeReleasedByTheMemberThatIsReplaced) {
   const Follower follower(*port, log);
   auto keeper = makeEntity<Keeper>(log);
   keeper->kept = port;
-  port->member.put({"a", keeper});
+  port->member.put(*port, {"a", keeper});
   log.take();
   Port& inside = *port;
   port = nullptr;
   keeper = nullptr;
-  inside.member.put({"a", makeEntity<Support::Mortal>("new", log)});
+  inside.member.put(inside, {"a", makeEntity<Support::Mortal>("new", log)});
   EXPECT_EQ(log.take(), (Events{"member a of a", "new ends", "port ends", "keeper ends"}));
 }
 
