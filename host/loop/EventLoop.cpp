@@ -45,7 +45,10 @@ EventLoop::EventLoop(const Ptr<TaskScheduler>& scheduler, unsigned clockRate)
                         "cannot make a timer descriptor")),
       wakeup_(
           systemCall(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "cannot make an event descriptor")) {
-  fdIs(timer_.get(), EPOLLIN, [this](std::uint32_t) { counterRead(timer_.get()); });
+  fdIs(timer_.get(), EPOLLIN, [this](std::uint32_t) {
+    armedFor_.reset();
+    counterRead(timer_.get());
+  });
   fdIs(wakeup_.get(), EPOLLIN, [this](std::uint32_t) { counterRead(wakeup_.get()); });
 }
 
@@ -156,10 +159,15 @@ void EventLoop::wait(bool mayWait) {
 }
 
 // Absolute times of the scheduler's clock are no times of the system's, so the delay counts. A
-// delay of zero would disarm.
+// delay of zero would disarm. One that is armed for the deadline already stays so.
 void EventLoop::timerArm() {
+  const auto deadline = scheduler_->nextTimer();
+  if (deadline == armedFor_) {
+    return;
+  }
+  armedFor_ = deadline;
   itimerspec value{};
-  if (const auto deadline = scheduler_->nextTimer()) {
+  if (deadline) {
     value.it_value =
         timespecOf(std::max((*deadline - scheduler_->clock()->now()) / clockRate_, Nanoseconds(1)));
   }

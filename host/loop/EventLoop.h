@@ -25,6 +25,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -89,6 +90,8 @@ class EventLoop {
   unsigned clockRate_;
   FileDescriptor epoll_;
   FileDescriptor timer_;
+  // The deadline, on the scheduler's clock, that the timer will wake the loop for.
+  std::optional<Nanoseconds> armedFor_;
   FileDescriptor wakeup_;
   FileDescriptor signals_;
   // Held while they are called, so that one may remove itself.

@@ -99,6 +99,23 @@ TEST_F(EventLoopTest, ATimerWakesTheLoopAndNothingElseDoes) {
   EXPECT_EQ(loop.wakeups() - before, 2U);
 }
 
+// It stays armed for as long as its deadline does; one earlier, and one later, are armed anew.
+TEST_F(EventLoopTest, ATimerWakesTheLoopAfterOtherReasonsHave) {
+  const auto late = makeEntity<TimerTask>(scheduler, TaskPriority::mostUrgent, "late");
+  const auto early = makeEntity<TimerTask>(scheduler, TaskPriority::mostUrgent, "early");
+  const Work lateWork(late, [&] { loop.stop(); });
+  const Work earlyWork(early, [&] { events.emplace_back("early"); });
+  late->scheduleTaskLowestDelay(TimerTask::Seconds(0.03));
+  std::thread other([this] { loop.post([this] { events.emplace_back("job"); }); });
+  loop.runTurn(true);
+  other.join();
+  early->scheduleTaskLowestDelay(TimerTask::Seconds(0.01));
+  const Nanoseconds start = scheduler->clock()->now();
+  loop.run();
+  EXPECT_EQ(events, (std::vector<std::string>{"job", "early"}));
+  EXPECT_LT(scheduler->clock()->now() - start, std::chrono::seconds(10));
+}
+
 TEST_F(EventLoopTest, AHandlerRemovedInATurnIsNotCalledAnyMoreInIt) {
   const Pipe one;
   const Pipe other;
