@@ -13,9 +13,9 @@ namespace Routing::Host {
 
 namespace {
 
-// Bytes of messages that one turn of the loop applies: some milliseconds of work, after which
-// reviews and clients have their turn.
-constexpr std::size_t batchBytes = std::size_t{1} << 20U;
+// Bytes of messages that one turn of the loop applies, as long as more keep coming: a thousand
+// notifications, some milliseconds of work, after which reviews and clients have their turn.
+constexpr std::size_t batchBytes = std::size_t{1} << 16U;
 
 // Between two readings of everything, and of some routes.
 constexpr std::chrono::milliseconds readingSpacing(1000);

@@ -160,7 +160,6 @@ NetlinkSocket::Received NetlinkSocket::receive(const Handler& handler) {
     }
     return received;
   }
-  received.drained = static_cast<std::size_t>(count) < batchSize;
   for (std::size_t index = 0; index < static_cast<std::size_t>(count); ++index) {
     received.bytes += messages[index].msg_len;
     if ((messages[index].msg_hdr.msg_flags & MSG_TRUNC) != 0) {
