@@ -82,8 +82,7 @@ nlmsghdr* lookUpMessage(std::byte* room, const IpGenAddr& address) {
 
 }  // namespace
 
-KernelTable::KernelTable(std::uint32_t interface)
-    : interface_(interface), fd_(netlinkSocket(0)), batch_(batchBytes) {}
+KernelTable::KernelTable() : fd_(netlinkSocket(0)), batch_(batchBytes) {}
 
 void KernelTable::begin(std::uint16_t type, std::uint16_t flags, const IpGenPrefix& prefix) {
   if (used_ + messageRoom > batch_.size()) {
@@ -106,7 +105,6 @@ void KernelTable::begin(std::uint16_t type, std::uint16_t flags, const IpGenPref
 
 void KernelTable::end(const IpGenAddr& gateway) {
   putAddress(last_, RTA_GATEWAY, gateway);
-  mnl_attr_put_u32(last_, RTA_OIF, interface_);
   used_ += last_->nlmsg_len;
 }
 

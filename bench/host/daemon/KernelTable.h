@@ -3,8 +3,8 @@
 // The kernel's main IPv4 table as the benchmark fills and asks it: straight over netlink, many
 // routes in one system call, because the commands that others use take a minute for a full table.
 //
-// The kernel carries out what it is sent before the send returns. Every failure throws: a benchmark
-// of half a table is none.
+// The kernel finds a gateway's link by itself, and carries out what it is sent before the send
+// returns. Every failure throws: a benchmark of half a table is none.
 
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +22,7 @@ namespace Routing::Bench {
 class KernelTable {
  public:
   // Throws: SystemError.
-  explicit KernelTable(std::uint32_t interface);
+  KernelTable();
 
   // ---- queued until written --------------------------------------------------------------------
   void add(const IpGenPrefix& prefix, const IpGenAddr& gateway);
@@ -46,7 +46,6 @@ class KernelTable {
   void end(const IpGenAddr& gateway);
   void waitForAcknowledgement();
 
-  std::uint32_t interface_;
   Host::FileDescriptor fd_;
   std::vector<std::byte> batch_;
   std::size_t used_ = 0;

@@ -200,7 +200,9 @@ std::uint64_t routesOf(const DaemonProcess& daemon) {
 
 IpGenAddr gateway(const World& world, std::size_t index) {
   constexpr std::uint32_t first = 0x0aff0002U;  // 10.255.0.2
-  return IpGenAddr::ipv4(first + static_cast<std::uint32_t>(index % world.gateways));
+  constexpr std::uint32_t link = 0x100U;        // 10.255.1.2 is the first of the next
+  const auto number = static_cast<std::uint32_t>(index % world.gateways);
+  return IpGenAddr::ipv4(first + number / gatewaysOfLink * link + number % gatewaysOfLink);
 }
 
 std::vector<std::string> withStore(const World& world) {

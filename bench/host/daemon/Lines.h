@@ -2,7 +2,7 @@
 
 // The lines of the table. Each function measures what its name says and reports it.
 //
-//   10.255.0.0/16   on the benchmark's link; the gateways of all routes
+//   10.255.N.0/24   on the benchmark's link N; 20 of the gateways of all routes
 //   10.0.0.0/9, 10.128.0.0/16, 10.192.0.0/12    for routes that are changed
 //   the rest        the full table, of which nothing lies in 10.0.0.0/8
 
@@ -31,6 +31,7 @@ struct World {
   double idleSeconds;
 };
 
+constexpr std::uint32_t gatewaysOfLink = 20;
 // Routes of several gateways share FECs with the whole table, as a routing daemon's do.
 IpGenAddr gateway(const World& world, std::size_t index);
 // The daemon's arguments for a store in the world's directory.
