@@ -196,6 +196,17 @@ TEST_F(PublisherRules, OfSeveralThatCameTheFirstLeavingLetsNoOtherIn) {
   EXPECT_EQ(published(), (Events{"a: 1", "b: 1", "c: 1", "e: 1", "o: 1", "q: 1"}));
 }
 
+TEST_F(PublisherRules, OneThatComesAfterAnotherCameAndLeftIsNotCalledForIt) {
+  Reactor d("d", log);
+  Reactor e("e", log);
+  b->action = [&] {
+    d.subscribe(*source);
+    d.unsubscribe();
+    e.subscribe(*source);
+  };
+  EXPECT_EQ(published(), (Events{"a: 1", "b: 1", "c: 1", "o: 1"}));
+}
+
 TEST_F(PublisherRules, OneThatCameAndLeftTakesNobodysTurn) {
   Reactor d("d", log);
   Watcher p("p", log);
