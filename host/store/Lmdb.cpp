@@ -107,6 +107,7 @@ LmdbTransaction::LmdbTransaction(const LmdbEnvironment& environment, LmdbEnviron
 }
 
 LmdbTransaction::~LmdbTransaction() {
+  cursorClose();
   if (transaction_ != nullptr) {
     ::mdb_txn_abort(transaction_);
   }
@@ -133,15 +134,19 @@ std::optional<std::string_view> LmdbTransaction::get(MDB_dbi database, std::stri
 void LmdbTransaction::put(MDB_dbi database, std::string_view key, std::string_view value) {
   MDB_val keyValue = valueOf(key);
   MDB_val data = valueOf(value);
-  check(::mdb_put(transaction_, database, &keyValue, &data, 0), "cannot write the store");
+  check(::mdb_cursor_put(cursorIn(database), &keyValue, &data, 0), "cannot write the store");
 }
 
 void LmdbTransaction::del(MDB_dbi database, std::string_view key) {
+  MDB_cursor* cursor = cursorIn(database);
   MDB_val keyValue = valueOf(key);
-  const int code = ::mdb_del(transaction_, database, &keyValue, nullptr);
-  if (code != MDB_NOTFOUND) {
-    check(code, "cannot write the store");
+  MDB_val value{};
+  const int code = ::mdb_cursor_get(cursor, &keyValue, &value, MDB_SET);
+  if (code == MDB_NOTFOUND) {
+    return;
   }
+  check(code, "cannot write the store");
+  check(::mdb_cursor_del(cursor, 0), "cannot write the store");
 }
 
 void LmdbTransaction::delPrefix(MDB_dbi database, std::string_view prefix) {
@@ -176,7 +181,24 @@ void LmdbTransaction::walk(
   }
 }
 
+MDB_cursor* LmdbTransaction::cursorIn(MDB_dbi database) {
+  if (cursor_ == nullptr || cursorDatabase_ != database) {
+    cursorClose();
+    check(::mdb_cursor_open(transaction_, database, &cursor_), "cannot write the store");
+    cursorDatabase_ = database;
+  }
+  return cursor_;
+}
+
+void LmdbTransaction::cursorClose() noexcept {
+  if (cursor_ != nullptr) {
+    ::mdb_cursor_close(cursor_);
+    cursor_ = nullptr;
+  }
+}
+
 void LmdbTransaction::commit() {
+  cursorClose();
   MDB_txn* transaction = transaction_;
   transaction_ = nullptr;
   check(::mdb_txn_commit(transaction), "cannot commit to the store");

@@ -80,8 +80,15 @@ class LmdbTransaction {
   void commit();
 
  private:
+  MDB_cursor* cursorIn(MDB_dbi database);
+  void cursorClose() noexcept;
+
   bool writes_;
   MDB_txn* transaction_ = nullptr;
+  // Stands where the last put or del of the database was, so that one nearby finds its page without
+  // a descent from the root. Null before the first.
+  MDB_cursor* cursor_ = nullptr;
+  MDB_dbi cursorDatabase_ = 0;
 };
 
 }  // namespace Routing::Host

@@ -29,9 +29,7 @@ void ClientFollower<Kind>::collect(StoreBatch& batch) {
         continue;
       }
       key_ = StoreFormat::nameKey(client->record->name(), vrfName);
-      for (const IpGenAddr& addr : vrf->changed.take()) {
-        collectEntry(*vrf, addr, batch);
-      }
+      collectEntries(*vrf, batch);
     }
   }
 }
@@ -85,6 +83,22 @@ void ClientFollower<Kind>::collectVrf(FollowedClient& client,
       *client.vrfs.emplace(name, std::make_unique<FollowedVrf>(record)).first->second;
   for (auto cursor = record->nexthop().cursor(); !cursor.atEnd(); cursor.next()) {
     collectEntry(vrf, cursor.key(), batch);
+  }
+}
+
+// The members stand in no order of addresses: each would be waited for.
+template <class Kind>
+void ClientFollower<Kind>::collectEntries(FollowedVrf& vrf, StoreBatch& batch) {
+  constexpr std::size_t farAhead = 16;
+  constexpr std::size_t nearAhead = 8;
+  const auto& members = vrf.record->nexthop();
+  const std::vector<IpGenAddr> addrs = vrf.changed.take();
+  for (std::size_t index = 0; index < addrs.size(); ++index) {
+    if (index + farAhead < addrs.size()) {
+      members.prefetchFar(addrs[index + farAhead]);
+      members.prefetchNear(addrs[index + nearAhead]);
+    }
+    collectEntry(vrf, addrs[index], batch);
   }
 }
 

@@ -75,6 +75,7 @@ class ClientFollower {
 
   void collectClient(const String& name, StoreBatch& batch);
   void collectVrf(FollowedClient& client, const VrfName& name, StoreBatch& batch);
+  void collectEntries(FollowedVrf& vrf, StoreBatch& batch);
   void collectEntry(const FollowedVrf& vrf, const IpGenAddr& addr, StoreBatch& batch);
 
   Ptr<const Dir> dir_;

@@ -15,9 +15,15 @@ constexpr std::size_t checkSize = 4;
 
 template <class Number>
 void append(Number number, std::string& bytes) {
+  std::array<char, sizeof number> least{};
   for (unsigned byte = 0; byte < sizeof number; ++byte) {
-    bytes.push_back(static_cast<char>(static_cast<std::uint64_t>(number) >> (8U * byte)));
+    least[byte] = static_cast<char>(static_cast<std::uint64_t>(number) >> (8U * byte));
   }
+  bytes.append(least.data(), least.size());
+}
+
+void append(const IpGenAddr::Bytes& address, AddressFamily family, std::string& bytes) {
+  bytes.append(reinterpret_cast<const char*>(address.data()), addressBits(family) / 8U);
 }
 
 // Takes values off the front. Asking for more than there is makes it bad for good.
@@ -131,11 +137,8 @@ std::string nameKey(std::string_view first, std::string_view second) {
 }
 
 void appendAddress(const IpGenAddr& addr, std::string& key) {
-  const IpGenAddr::Bytes bytes = addr.bytes();
   key.push_back(static_cast<char>(addr.family()));
-  for (std::size_t byte = 0; byte < addressBits(addr.family()) / 8U; ++byte) {
-    key.push_back(static_cast<char>(bytes[byte]));
-  }
+  append(addr.bytes(), addr.family(), key);
 }
 
 void appendResolverId(ResolverId resolverId, std::string& key) {
@@ -214,10 +217,7 @@ void statusValue(const NexthopStatusEntry& entry, std::string& value) {
   append(static_cast<std::uint8_t>(entry.prefix.family()), value);
   if (entry.prefix.family() != AddressFamily::unset) {
     append(entry.prefix.length(), value);
-    const IpGenAddr::Bytes bytes = entry.prefix.address().bytes();
-    for (std::size_t byte = 0; byte < addressBits(entry.prefix.family()) / 8U; ++byte) {
-      value.push_back(static_cast<char>(bytes[byte]));
-    }
+    append(entry.prefix.address().bytes(), entry.prefix.family(), value);
   }
 }
 
