@@ -50,7 +50,6 @@ class Notifiee {
 
  private:
   friend class Publisher;
-  friend class Observer;
   virtual bool isObserver() const noexcept { return false; }
 
   const Publisher* publisher_ = nullptr;
