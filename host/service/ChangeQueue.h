@@ -8,23 +8,31 @@
 // A key keeps its place in line when it changes again.
 
 #include <cstddef>
+#include <deque>
 
 #include "platform/entity/DenseTable.h"
 
 namespace Routing::Host {
 
-template <class Key>
+// Members says which keys are queued; whatever has insert, remove and clear as a DenseSet does.
+template <class Key, class Members = DenseSet<Key>>
 class ChangeQueue {
  public:
-  std::size_t size() const noexcept { return keys_.size(); }
-  bool empty() const noexcept { return keys_.empty(); }
+  std::size_t size() const noexcept { return line_.size(); }
+  bool empty() const noexcept { return line_.empty(); }
 
   // False when the key is queued already.
-  bool add(const Key& key) { return keys_.insert(key); }
+  bool add(const Key& key) {
+    if (!members_.insert(key)) {
+      return false;
+    }
+    line_.push_back(key);
+    return true;
+  }
 
   // Everything that is queued now belongs to the snapshot; its end is due once that was taken.
   void snapshotIs() noexcept {
-    snapshotLeft_ = keys_.size();
+    snapshotLeft_ = line_.size();
     snapshot_ = true;
   }
   // The keys taken now belong to the snapshot, or its end is due.
@@ -36,32 +44,32 @@ class ChangeQueue {
   // is due. The key for which it returned false stays. soon(key) is called some keys before take().
   template <class Take, class Soon>
   void takeWhile(Take take, Soon soon) {
-    auto scout = keys_.cursor();
-    for (std::size_t step = 0; step < ahead && !scout.atEnd(); ++step, scout.next()) {
-      soon(scout.key());
+    for (std::size_t step = 0; step < ahead && step < line_.size(); ++step) {
+      soon(line_[step]);
     }
-    for (auto cursor = keys_.cursor(); !cursor.atEnd() && !snapshotEndDue(); cursor.next()) {
-      const Key key = cursor.key();
-      if (!scout.atEnd()) {
-        soon(scout.key());
-        scout.next();
+    while (!line_.empty() && !snapshotEndDue()) {
+      const Key key = line_.front();
+      if (ahead < line_.size()) {
+        soon(line_[ahead]);
       }
       if (!take(key)) {
         return;
       }
-      keys_.remove(key);
+      line_.pop_front();
+      members_.remove(key);
       snapshotLeft_ -= snapshotLeft_ == 0 ? 0U : 1U;
     }
   }
   template <class Visit>
   void walk(Visit visit) const {
-    for (auto cursor = keys_.cursor(); !cursor.atEnd(); cursor.next()) {
-      visit(cursor.key());
+    for (const Key& key : line_) {
+      visit(key);
     }
   }
   // Forgets the keys, and the snapshot.
   void clear() noexcept {
-    keys_.clear();
+    line_.clear();
+    members_.clear();
     snapshotLeft_ = 0;
     snapshot_ = false;
   }
@@ -69,7 +77,8 @@ class ChangeQueue {
  private:
   static constexpr std::size_t ahead = 8;
 
-  DenseSet<Key> keys_;
+  std::deque<Key> line_;
+  Members members_;
   std::size_t snapshotLeft_ = 0;
   bool snapshot_ = false;
 };

@@ -192,7 +192,13 @@ void NexthopTable::commitGroup(Group& group) {
 void NexthopTable::findWritten(const Group& group) {
   const auto count = static_cast<std::uint32_t>(group.writes_.size());
   written_.assign(count, noSlot);
+  constexpr std::uint32_t farAhead = 16;
+  constexpr std::uint32_t nearAhead = 8;
   for (std::uint32_t index = 0; index < count; ++index) {
+    if (index + farAhead < count) {
+      group.slotOf_.prefetchFar(group.writes_[index + farAhead].addr);
+      group.slotOf_.prefetchNear(group.writes_[index + nearAhead].addr);
+    }
     if (const SlotId* id = find(group, group.writes_[index].addr)) {
       written_[index] = *id;
       slots_.prefetch(*id);

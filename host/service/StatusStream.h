@@ -24,6 +24,7 @@
 
 #include "host/service/ChangeQueue.h"
 #include "host/service/NexthopSlots.h"
+#include "host/service/SlotSet.h"
 
 namespace Routing::Host {
 
@@ -97,7 +98,7 @@ class StatusStream {
   StreamFilter filter_;
   bool everyWrite_;
   bool beginDue_ = false;
-  ChangeQueue<SlotId> queue_;
+  ChangeQueue<SlotId, SlotSet> queue_;
   std::deque<Write> writes_;
   std::size_t removedQueued_ = 0;
   std::uint64_t writesLost_ = 0;

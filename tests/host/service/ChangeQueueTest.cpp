@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "host/service/ChangeQueue.h"
+#include "host/service/SlotSet.h"
 
 namespace Routing::Host {
 namespace {
@@ -55,6 +56,24 @@ TEST(ChangeQueue, ASnapshotEndsBehindItsLastKeyAndBeforeWhatCameLater) {
   EXPECT_THAT(take(queue, 10), ElementsAre());
   queue.snapshotEndTold();
   EXPECT_THAT(take(queue, 10), ElementsAre(3));
+}
+
+TEST(ChangeQueue, OfSlotsTellsThoseFarApartFromEachOther) {
+  ChangeQueue<SlotId, SlotSet> queue;
+  for (const SlotId id : {5'000'000U, 63U, 64U, 1023U, 1024U, 0U}) {
+    EXPECT_TRUE(queue.add(id));
+    EXPECT_FALSE(queue.add(id));
+  }
+  std::vector<SlotId> taken;
+  const auto takeOne = [&taken](SlotId id) {
+    taken.push_back(id);
+    return true;
+  };
+  queue.takeWhile(takeOne, [](SlotId) {});
+  EXPECT_THAT(taken, ElementsAre(5'000'000U, 63U, 64U, 1023U, 1024U, 0U));
+  EXPECT_TRUE(queue.add(64U));
+  queue.clear();
+  EXPECT_TRUE(queue.add(64U));
 }
 
 TEST(ChangeQueue, TheSnapshotOfNothingEndsAtOnce) {
