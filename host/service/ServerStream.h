@@ -11,7 +11,8 @@
 //                 service ends. Nothing is asked of the stream afterwards.
 //
 // One message is under way at a time, in the one message object that the stream has, so a client
-// that does not read costs one message and what fill() would have to tell.
+// that does not read costs one message and what fill() would have to tell. The message's memory is
+// used again while there is more to tell.
 //
 // A stream owns itself: it is deleted when the transport has done with it, which is the last thing
 // posted for it.
@@ -103,6 +104,9 @@ class ServerStream : public grpc::ServerWriteReactor<Response>, public OpenStrea
   void OnWriteDone(bool ok) final {
     inbox_.post([this, ok] {
       writing_ = false;
+      if (backlog() == 0 && message_.GetCachedSize() > keptBytes) {
+        message_ = Response();
+      }
       if (!ok) {
         finish(grpc::Status::CANCELLED);
       }
@@ -145,6 +149,9 @@ class ServerStream : public grpc::ServerWriteReactor<Response>, public OpenStrea
       finish(statusOf(error));
     }
   }
+
+  // A message that was larger gives its memory back when there is nothing more to tell.
+  static constexpr int keptBytes = 65'536;
 
   Inbox& inbox_;
   StreamKeeper& keeper_;

@@ -15,9 +15,10 @@ namespace Routing::Host {
 
 class WatchStream final : public ServerStream<Proto::WatchResponse> {
  public:
-  // Of one message. At about 50 bytes a nexthop such a message is worth its overhead, and a client
-  // need not wait long for the first.
-  static constexpr std::size_t mostNexthops = 1000;
+  // Of one message. At about 50 bytes a nexthop it is far below what a transport takes by default.
+  // The loop sends one in a turn, and a turn's slice resolves somewhat more: much smaller ones
+  // would leave most of a burst to be sent when everything is resolved.
+  static constexpr std::size_t mostNexthops = 10'000;
 
   struct Parts {
     NexthopTable& table;
