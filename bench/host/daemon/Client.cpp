@@ -3,7 +3,6 @@
 #include <grpcpp/create_channel.h>
 
 #include <algorithm>
-#include <chrono>
 #include <future>
 #include <stdexcept>
 #include <utility>
@@ -57,7 +56,9 @@ Client::~Client() {
 void Client::read() {
   Proto::WatchResponse message;
   while (reader_->Read(&message)) {
+    const Moment now = std::chrono::steady_clock::now();
     const std::lock_guard lock(mutex_);
+    lastTold_ = now;
     told_ += static_cast<std::uint64_t>(message.nexthops_size());
     ready_ = ready_ || message.snapshot_end();
     heard_.notify_one();
@@ -124,12 +125,13 @@ std::uint64_t Client::told() {
   return told_;
 }
 
-void Client::waitFor(std::uint64_t told) {
+Moment Client::waitFor(std::uint64_t told) {
   std::unique_lock lock(mutex_);
   if (!heard_.wait_for(lock, patience, [&] { return told_ >= told || ended_; }) || told_ < told) {
     throw std::runtime_error("client " + name_ + " waits in vain: told of " +
                              std::to_string(told_) + " of " + std::to_string(told));
   }
+  return lastTold_;
 }
 
 }  // namespace Routing::Bench

@@ -5,6 +5,7 @@
 #include <grpcpp/client_context.h>
 #include <nexthop/v1/nexthop.grpc.pb.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
@@ -19,6 +20,7 @@ namespace Routing::Bench {
 
 namespace Proto = ::nexthop::v1;
 using Stub = Proto::Nexthops::Stub;
+using Moment = std::chrono::steady_clock::time_point;
 
 // A connection of its own.
 std::unique_ptr<Stub> stubOf(const std::string& socketPath);
@@ -40,8 +42,8 @@ class Client {
 
   // Nexthops that it was told of so far.
   std::uint64_t told();
-  // Until it was told of so many.
-  void waitFor(std::uint64_t told);
+  // Until it was told of so many; when it had read the last of them.
+  Moment waitFor(std::uint64_t told);
 
  private:
   Proto::RegisterRequest requestOf(std::span<const IpGenAddr> addresses) const;
@@ -54,9 +56,19 @@ class Client {
   std::mutex mutex_;
   std::condition_variable heard_;
   std::uint64_t told_ = 0;
+  Moment lastTold_;
   bool ready_ = false;
   bool ended_ = false;
   std::thread thread_;
 };
+
+// Seconds from before the work until the client had read that it was told of so many. What the
+// benchmark takes to hear of that from the client's own thread is left out.
+template <class Work>
+double secondsUntilTold(Client& client, std::uint64_t told, Work work) {
+  const Moment start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(client.waitFor(told) - start).count();
+}
 
 }  // namespace Routing::Bench

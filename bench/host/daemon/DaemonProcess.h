@@ -36,8 +36,6 @@ class DaemonProcess {
   Stub& stub() const { return *stub_; }
 
  private:
-  using Moment = std::chrono::steady_clock::time_point;
-
   // What it writes to standard error goes to ours; tells when it follows the kernel.
   void readLog(std::promise<Moment>& following);
 

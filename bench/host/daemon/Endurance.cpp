@@ -87,10 +87,7 @@ class Probe {
   double write() {
     const std::uint64_t told = client_.told() + 1;
     world_.kernel.replace(IpGenPrefix::host(nexthop_), gateway(world_, ++writes_ % 2));
-    return secondsOf([&] {
-      world_.kernel.write();
-      client_.waitFor(told);
-    });
+    return secondsUntilTold(client_, told, [&] { world_.kernel.write(); });
   }
 
  private:

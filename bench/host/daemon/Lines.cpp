@@ -44,10 +44,8 @@ Registered registerRuns(const World& world, const std::vector<std::string>& argu
   for (int run = 0; run < fewRuns; ++run) {
     const std::uint64_t before = client.told();
     const double cpu = daemon.cpuSeconds();
-    registered.times.add(secondsOf([&] {
-      client.registerAll(nexthops);
-      client.waitFor(before + manyNexthops);
-    }));
+    registered.times.add(
+        secondsUntilTold(client, before + manyNexthops, [&] { client.registerAll(nexthops); }));
     registered.cpu.add(daemon.cpuSeconds() - cpu);
     expectSilence(client, before + manyNexthops);
     client.unregisterAll();
@@ -61,10 +59,8 @@ Times bareRuns(const World& world) {
   Times times;
   for (int run = 0; run < fewRuns; ++run) {
     const std::uint64_t before = client.told();
-    times.add(secondsOf([&] {
-      client.registerAll(nexthops);
-      client.waitFor(before + manyNexthops);
-    }));
+    times.add(
+        secondsUntilTold(client, before + manyNexthops, [&] { client.registerAll(nexthops); }));
   }
   return times;
 }
@@ -80,10 +76,9 @@ Times replaceRuns(const World& world,
     // The daemon sleeps when the change comes.
     pause(k == 1 ? millisecond : 5 * millisecond);
     const std::uint64_t told = client.told() + k;
-    times.add(secondsOf([&] {
+    times.add(secondsUntilTold(client, told, [&] {
       world.kernel.replace(prefix, gateway(world, static_cast<std::size_t>(run) % 7));
       world.kernel.write();
-      client.waitFor(told);
     }));
   }
   expectSilence(client, client.told());
@@ -278,11 +273,10 @@ void notificationLines(const World& world) {
   client.waitFor(1);
   const std::uint64_t routes = routesOf(daemon);
   double written = 0;
-  const double told = secondsOf([&] {
+  const double told = secondsUntilTold(client, 2, [&] {
     written = writeTable(world);
     world.kernel.add(cover, gateway(world, 0));
     world.kernel.write();
-    client.waitFor(2);
   });
   const std::uint64_t lost = daemon.counter("kernel_overruns");
   const std::uint64_t missing = routes + world.prefixes.size() + 1 - routesOf(daemon);
@@ -307,12 +301,9 @@ void roundTripLines(const World& world, const DaemonProcess& daemon) {
   for (const IpGenAddr& nexthop : nexthops) {
     empty.add(secondsOf([&] { static_cast<void>(daemon.counter("loop_wakeups")); }));
     transport.add(secondsOf([&] { bare.registerOne(nexthop); }));
-    const std::uint64_t next = client.told() + 1;
-    const auto start = std::chrono::steady_clock::now();
-    client.registerOne(nexthop);
-    calls.add(secondsSince(start));
-    client.waitFor(next);
-    told.add(secondsSince(start));
+    told.add(secondsUntilTold(client, client.told() + 1, [&] {
+      calls.add(secondsOf([&] { client.registerOne(nexthop); }));
+    }));
   }
   const double ratio = calls.median() / empty.median();
   world.rows.is("one registration, round trip, median",
