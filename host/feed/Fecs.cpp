@@ -16,10 +16,14 @@ auto order(const Hop& hop) noexcept {
   return std::tuple(via.intfId.value, via.hop, via.mplsLabelAndAction().value(), via.weight);
 }
 
-Hops sorted(Hops hops) {
+void sort(Hops& hops) {
   std::sort(hops.begin(), hops.end(), [](const Hop& left, const Hop& right) {
     return order(left) < order(right);
   });
+}
+
+Hops sorted(Hops hops) {
+  sort(hops);
   return hops;
 }
 
@@ -64,19 +68,22 @@ FecId Fecs::ofHops(AddressFamily family, const Hops& hops) {
   if (lastFec_ != 0 && last_.family == family && last_.hops == hops) {
     return lastFec_;
   }
-  Set set{family, sorted(hops)};
-  const auto found = bySet_.find(set);
+  asked_.family = family;
+  asked_.hops = hops;
+  sort(asked_.hops);
+  const auto found = bySet_.find(asked_);
   FecId fec = 0;
   if (found != bySet_.end()) {
-    fec = hopsIs(found->second, set.hops);
+    fec = hopsIs(found->second, asked_.hops);
   } else if (anyAlive(hops)) {
     Record made;
-    made.hops = set.hops;
+    made.hops = asked_.hops;
     made.family = family;
     fec = add(std::move(made));
-    bySet_.emplace(std::move(set), fec);
+    bySet_.emplace(asked_, fec);
   }
-  last_ = Set{family, hops};
+  last_.family = family;
+  last_.hops = hops;
   lastFec_ = fec;
   return fec;
 }

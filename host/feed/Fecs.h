@@ -123,8 +123,10 @@ class Fecs {
   std::unordered_map<std::uint32_t, FecId> byObject_;
   std::unordered_map<std::uint8_t, FecId> byType_;
   // What ofHops was asked last: a full table asks for the same set many times in a row.
-  mutable Set last_{AddressFamily::unset, {}};
+  Set last_{AddressFamily::unset, {}};
   FecId lastFec_ = 0;
+  // The set that is looked for, kept for its memory.
+  Set asked_{AddressFamily::unset, {}};
   std::vector<FecId> released_;
   Ptr<Task> deletion_;
   std::uint64_t viasBeyondLimit_ = 0;
