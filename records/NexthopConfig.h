@@ -55,7 +55,11 @@ class NexthopVrfConfig final : public Entity, public Publisher {
   bool nexthopHas(const IpGenAddr& addr) const noexcept { return nexthop_.has(addr); }
   // True when the entry is there and its address is set.
   bool nexthopConfigured(const IpGenAddr& addr) const noexcept {
-    return nexthop(addr).addr != IpGenAddr();
+    return addr && nexthop_.has(addr);
+  }
+  // The same, for who has the address's hash already.
+  bool nexthopConfigured(const IpGenAddr& addr, std::uint32_t hash) const noexcept {
+    return addr && nexthop_.find(addr, hash) != nullptr;
   }
   // Inserts or replaces. Publishes: the address.
   void nexthopIs(const NexthopConfigEntry& entry) { nexthop_.put(*this, entry); }

@@ -14,10 +14,14 @@ NexthopResolverClientNexthopKey::NexthopResolverClientNexthopKey(StrepReader& re
   nexthop_ = reader.attribute<IpGenAddr>("nexthop");
 }
 
-std::uint32_t NexthopResolverClientNexthopKey::hash(std::uint32_t seed) const noexcept {
+std::uint32_t NexthopResolverClientNexthopKey::hashOfParts(std::string_view clientName,
+                                                           const IpGenAddr& nexthop,
+                                                           std::uint32_t seed) noexcept {
+  const IpGenAddr::Words& words = nexthop.words();
   return HashState(seed)
-      .mix(clientName_)
-      .mix(IpGenAddr::ipv6(nexthop_.words()).hash(seed))
+      .mix(clientName)
+      .mix(std::uint64_t{words[0]} << 32U | words[1])
+      .mix(std::uint64_t{words[2]} << 32U | words[3])
       .result();
 }
 
@@ -137,7 +141,9 @@ void FecIdToClientHop::fecIdRefDelAll() {
 void FecIdToClientHop::addReference(FecId fecId, String clientName, IpGenAddr nexthop) {
   const Ptr<FecIdToClientHop> self(this);
   const NexthopResolverClientNexthopKey key(clientName, nexthop);
-  const FecId old = clientNexthopToFecId(key);
+  const std::uint32_t hash = hashOf(key);
+  const auto* const entry = clientNexthopToFecId_.find(key, hash);
+  const FecId old = entry == nullptr ? 0 : entry->value;
   if (old == fecId) {
     return;
   }
@@ -145,16 +151,23 @@ void FecIdToClientHop::addReference(FecId fecId, String clientName, IpGenAddr ne
   if (old != 0) {
     deleteReference(old, clientName, nexthop);
   }
-  clientNexthopToFecIdIs(key, fecId);
+  clientNexthopToFecId_.set(*this, key, fecId, hash);
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the name may belong to what goes
 void FecIdToClientHop::deleteReference(FecId fecId, String clientName, IpGenAddr nexthop) {
+  const NexthopResolverClientNexthopKey key(clientName, nexthop);
+  deleteReference(fecId, key, hashOf(key));
+}
+
+void FecIdToClientHop::deleteReference(FecId fecId,
+                                       const NexthopResolverClientNexthopKey& key,
+                                       std::uint32_t hash) {
   const Ptr<FecIdToClientHop> self(this);
   const Ptr<NexthopResolverFecIdRef> fr = fecIdRef(fecId);
   ROUTING_ASSERT(fr && "trying to remove reference for untracked fecId");
-  fr->updateClientRef(clientName, nexthop, false);
-  clientNexthopToFecIdDel(NexthopResolverClientNexthopKey(clientName, nexthop));
+  fr->updateClientRef(key.clientName(), key.nexthop(), false);
+  clientNexthopToFecId_.remove(*this, key, hash);
   if (fr->clientRef().empty()) {
     fecIdRefDel(fecId);
   }
@@ -162,9 +175,11 @@ void FecIdToClientHop::deleteReference(FecId fecId, String clientName, IpGenAddr
 
 void FecIdToClientHop::deleteReferenceForClientNexthop(const String& clientName,
                                                        IpGenAddr nexthop) {
-  const FecId fecId = clientNexthopToFecId(NexthopResolverClientNexthopKey(clientName, nexthop));
-  if (fecId != 0) {
-    deleteReference(fecId, clientName, nexthop);
+  const NexthopResolverClientNexthopKey key(clientName, nexthop);
+  const std::uint32_t hash = hashOf(key);
+  const auto* const entry = clientNexthopToFecId_.find(key, hash);
+  if (entry != nullptr && entry->value != 0) {
+    deleteReference(entry->value, key, hash);
   }
 }
 

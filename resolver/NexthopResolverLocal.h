@@ -54,7 +54,13 @@ class NexthopResolverClientNexthopKey {
   const IpGenAddr& nexthop() const noexcept { return nexthop_; }
 
   // Of the name and the 16 address bytes: keys that differ only in family hash alike.
-  std::uint32_t hash(std::uint32_t seed) const noexcept;
+  std::uint32_t hash(std::uint32_t seed) const noexcept {
+    return hashOfParts(clientName_, nexthop_, seed);
+  }
+  // The hash of the key that these would make.
+  static std::uint32_t hashOfParts(std::string_view clientName,
+                                   const IpGenAddr& nexthop,
+                                   std::uint32_t seed = 0) noexcept;
   bool isEq(const NexthopResolverClientNexthopKey& other) const noexcept;
   friend bool operator==(const NexthopResolverClientNexthopKey& left,
                          const NexthopResolverClientNexthopKey& right) noexcept {
@@ -180,6 +186,10 @@ class FecIdToClientHop final : public DumpableEntity, public Publisher {
   }
   // Publishes: each key; nothing when nobody subscribes.
   void clientNexthopToFecIdDelAll() { clientNexthopToFecId_.removeAll(*this); }
+  // Makes room for so many more keys, so that their writer need not move those that are there.
+  void clientNexthopToFecIdReserve(std::size_t more) {
+    clientNexthopToFecId_.reserve(clientNexthopToFecId_.size() + more);
+  }
 
   // The client nexthop references this FEC from now on, and no other. No effect when it does
   // already. Publishes, in order: the FEC if it is new; the old FEC's deleteReference, if there is
@@ -197,6 +207,8 @@ class FecIdToClientHop final : public DumpableEntity, public Publisher {
   const TypeData& typeData() const override;
 
  private:
+  void deleteReference(FecId fecId, const NexthopResolverClientNexthopKey& key, std::uint32_t hash);
+
   VrfName vrfName_;
   FecIdRefs fecIdRef_;
   FecIds clientNexthopToFecId_;

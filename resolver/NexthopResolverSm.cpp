@@ -8,6 +8,7 @@
 #include "platform/entity/Exceptions.h"
 #include "platform/entity/Inspection.h"
 #include "platform/trace/Trace.h"
+#include "resolver/ReviewAhead.h"
 
 namespace Routing {
 
@@ -165,9 +166,8 @@ const Ptr<TrieGen>& NexthopResolverSm::nexthopTrie6Is(const String& name, Addres
 }
 
 IpGenAddr NexthopResolverSm::reviewNexthopIs(const IpGenAddr& addr) {
-  const IpGenAddr member = addr;
-  reviewNexthop_.insert(member);
-  return member;
+  reviewNexthop_.insert(addr);
+  return addr;
 }
 
 const Ptr<Task>& NexthopResolverSm::reviewNexthopTaskIs(const Ptr<TaskScheduler>& scheduler,
@@ -249,7 +249,7 @@ bool NexthopResolverSm::isIgnoredRoute(const Ptr<const TrieGen>& nexthopTrie,
 void NexthopResolverSm::processNexthop(const IpGenAddr& addr) {
   const IpGenPrefix hostPrefix = IpGenPrefix::host(addr);
   if (nexthopVrfConfig_->nexthopConfigured(addr)) {
-    resolveNexthop(addr, hostPrefix);
+    resolveNexthop(addr, hostPrefix, longestMatch(fibTrie(addr.family()), hostPrefix));
   } else {
     removeNexthop(addr, hostPrefix);
   }
@@ -275,14 +275,15 @@ void NexthopResolverSm::removeNexthop(const IpGenAddr& addr, const IpGenPrefix& 
   }
 }
 
-void NexthopResolverSm::resolveNexthop(const IpGenAddr& addr, const IpGenPrefix& hostPrefix) {
+void NexthopResolverSm::resolveNexthop(const IpGenAddr& addr,
+                                       const IpGenPrefix& hostPrefix,
+                                       const IpGenPrefix& matched) {
   ROUTING_TRACE(traceFacility,
                 2,
                 "[{}:{}] processNexthop add nexthopVrfStatusEntry for addr {}",
                 vrfName_,
                 name_,
                 addr);
-  const IpGenPrefix matched = longestMatch(fibTrie(addr.family()), hostPrefix);
   if (addr.family() == AddressFamily::ipv4) {
     nexthopTrie4_->routeIs(hostPrefix, true);
     updateNexthopStatus(name_,
@@ -368,45 +369,30 @@ void NexthopResolverSm::review() {
   }
 }
 
-// Nexthops spread over a full table are cache misses in every table that is asked for one. Fetching
-// them while those before are processed takes most of the waiting away.
-void NexthopResolverSm::prefetchAhead(const DenseSet<IpGenAddr>::Cursor& cursor) const {
-  constexpr std::uint32_t farAhead = 8;
-  constexpr std::uint32_t nearAhead = 4;
-  const auto trieOf = [this](const IpGenAddr& addr) -> const Ptr<const TrieGen>& {
-    return addr.family() == AddressFamily::ipv4 ? trie4_ : trie6_;
-  };
-  if (const IpGenAddr* const addr = cursor.ahead(farAhead)) {
-    nexthopVrfConfig_->nexthop().prefetchFar(*addr);
-    nexthopVrfStatus_->nexthop().prefetchFar(*addr);
-    reviewNexthop_.prefetchFar(*addr);
-    if (const Ptr<const TrieGen>& trie = trieOf(*addr)) {
-      trie->prefetchFar(IpGenPrefix::host(*addr));
-    }
-  }
-  if (const IpGenAddr* const addr = cursor.ahead(nearAhead)) {
-    nexthopVrfConfig_->nexthop().prefetchNear(*addr);
-    nexthopVrfStatus_->nexthop().prefetchNear(*addr);
-    if (const Ptr<const TrieGen>& trie = trieOf(*addr)) {
-      trie->prefetchNear(IpGenPrefix::host(*addr));
-    }
-  }
-}
-
 std::uint64_t NexthopResolverSm::reviewSlice(Task& task) {
   auto cursor = reviewNexthopBookmark_ ? reviewNexthop_.cursorAt(reviewNexthopBookmark_)
                                        : reviewNexthop_.cursor();
   reviewNexthopBookmark_ = IpGenAddr();
-  nexthopVrfStatus_->nexthopReserve(nexthopVrfConfig_->nexthop().size());
+  const std::size_t configured = nexthopVrfConfig_->nexthop().size();
+  if (nexthopVrfStatus_->nexthop().empty() &&
+      nexthopVrfStatus_->fecIdType() == NexthopStatusFecIdType::resolverId) {
+    fecIdToClientHop_->clientNexthopToFecIdReserve(configured);
+  }
+  nexthopVrfStatus_->nexthopReserve(configured);
+  ReviewAhead ahead(*this);
   std::uint64_t count = 0;
   while (!cursor.atEnd()) {
     ++count;
-    prefetchAhead(cursor);
+    const ReviewAhead::Next& next = ahead.at(cursor);
     const IpGenAddr addr = cursor.key();
-    processNexthop(addr);
+    if (nexthopVrfConfig_->nexthopConfigured(addr, next.hash)) {
+      resolveNexthop(addr, next.host, ahead.longestMatch(next));
+    } else {
+      removeNexthop(addr, next.host);
+    }
     // Only now: what queued it again meanwhile was seen by processNexthop, unless it came with the
     // removal of its own entry.
-    reviewNexthopDel(addr);
+    reviewNexthop_.remove(addr, next.hash);
     const bool yield = task.taskShouldYield();
     cursor.next();
     if (yield) {

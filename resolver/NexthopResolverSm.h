@@ -141,6 +141,16 @@ class NexthopResolverSm final : public Entity {
   // A zombie ignores every notification.
   void doZombieReactors(bool zombie) noexcept { zombie_ = zombie; }
 
+  // Calls with the route table of the prefix's family and the key of the prefix in it; not at all
+  // when there is no such table.
+  template <class Call>
+  void withRoutes(const IpGenPrefix& prefix, Call call) const {
+    if (prefix.family() == AddressFamily::ipv4 && routeStatus_) {
+      call(*routeStatus_, Prefix(prefix));
+    } else if (prefix.family() == AddressFamily::ipv6 && route6Status_) {
+      call(*route6Status_, Ip6Prefix(prefix));
+    }
+  }
   // The FIB trie of the family. Requires: IPv4 or IPv6.
   const Ptr<const TrieGen>& fibTrie(AddressFamily family) const;
   // True when a change of the prefix in the FIB can move no nexthop of this trie of nexthops.
@@ -176,9 +186,10 @@ class NexthopResolverSm final : public Entity {
   void subscribeToInputs();
   void unsubscribeFromInputs();
   void removeNexthop(const IpGenAddr& addr, const IpGenPrefix& hostPrefix);
-  void resolveNexthop(const IpGenAddr& addr, const IpGenPrefix& hostPrefix);
+  void resolveNexthop(const IpGenAddr& addr,
+                      const IpGenPrefix& hostPrefix,
+                      const IpGenPrefix& matched);
   void review();
-  void prefetchAhead(const DenseSet<IpGenAddr>::Cursor& cursor) const;
   std::uint64_t reviewSlice(Task& task);
   void handleChangedRoute(const char* operation,
                           const Ptr<const TrieGen>& trie,

@@ -75,6 +75,19 @@ IpGenPrefix countLongestMatch(const TrieGen& trie, const IpGenPrefix& prefix) {
   return longestMatch(trie, prefix);
 }
 
+#define SEARCH_END "_ZNK7Routing7TrieGen9searchEndERKNS_11IpGenPrefixERKNS_10TrieSearchE"
+IpGenPrefix countLongestMatch(const TrieGen& trie,
+                              const IpGenPrefix& prefix,
+                              const TrieSearch& search) WRAPPED(SEARCH_END);
+IpGenPrefix longestMatch(const TrieGen& trie, const IpGenPrefix& prefix, const TrieSearch& search)
+    REAL(SEARCH_END);
+IpGenPrefix countLongestMatch(const TrieGen& trie,
+                              const IpGenPrefix& prefix,
+                              const TrieSearch& search) {
+  ++trieQueries;
+  return longestMatch(trie, prefix, search);
+}
+
 #define LONGER_PRESENT "_ZNK7Routing7TrieGen18longerRoutePresentERKNS_11IpGenPrefixE"
 bool countLongerPresent(const TrieGen& trie, const IpGenPrefix& prefix) WRAPPED(LONGER_PRESENT);
 bool longerPresent(const TrieGen& trie, const IpGenPrefix& prefix) REAL(LONGER_PRESENT);

@@ -39,6 +39,9 @@ class DenseCursor {
     return table_->members()[place_];
   }
   decltype(auto) key() const noexcept { return KeyOf::key(member()); }
+  // Where it stands, for who keeps something of his own beside a member. The place of a member does
+  // not change while a cursor is open.
+  std::uint32_t place() const noexcept { return place_; }
   // The member so many places on, for who prepares for it; null when there is none or the place
   // is a hole.
   const Member* ahead(std::uint32_t places) const noexcept {

@@ -41,6 +41,7 @@
 #include <utility>
 
 #include "platform/entity/DenseCursor.h"
+#include "platform/entity/DenseKeys.h"
 #include "platform/entity/DenseLayout.h"
 #include "platform/entity/Hash.h"
 #include "platform/entity/Prefetch.h"
@@ -80,41 +81,45 @@ class DenseTable {
   }
 
   bool has(const Key& key) const noexcept { return find(key) != nullptr; }
-  // The member of that key, or null.
-  const Member* find(const Key& key) const noexcept {
-    const std::uint32_t slot = findSlot(key, hashIfIndexed(key));
+  // The member of that key, or null. Whoever has the key's hash already gives it along.
+  const Member* find(const Key& key) const noexcept { return find(key, hashIfIndexed(key)); }
+  const Member* find(const Key& key, std::uint32_t hash) const noexcept {
+    const std::uint32_t slot = findSlot(key, hash);
     return slot == noSlot ? nullptr : members() + placeAt(slot);
   }
   // The same, to change what is not the key.
-  Member* find(const Key& key) noexcept {
-    return const_cast<Member*>(std::as_const(*this).find(key));  // NOLINT(*-const-cast): own member
+  Member* find(const Key& key) noexcept { return find(key, hashIfIndexed(key)); }
+  Member* find(const Key& key, std::uint32_t hash) noexcept {
+    const Member* const member = std::as_const(*this).find(key, hash);
+    return const_cast<Member*>(member);  // NOLINT(*-const-cast): own member
   }
-  // Hints that the key will be looked up: Far, some time before, fetches its slot, Near, shortly
-  // before, its member.
-  void prefetchFar(const Key& key) const noexcept {
+  // Hints that the key of this hash will be looked up, or inserted: Far, some time before, fetches
+  // its slot, Near, shortly before, its member or the place for it.
+  void prefetchFar(std::uint32_t hash) const noexcept {
     if (indexed()) {
-      prefetch(slots() + (hashOf(key) & slotMask_));
+      prefetch(slots() + (hash & slotMask_));
+    } else {
+      prefetch(members());
+      prefetch(bitmap());
     }
   }
-  void prefetchNear(const Key& key) const noexcept {
-    const std::uint32_t slot = indexed() ? slots()[hashOf(key) & slotMask_] : 0;
-    if (slot != 0 && slot != placeMask_) {
-      prefetch(members() + placeOf(slot));
+  void prefetchNear(std::uint32_t hash) const noexcept {
+    std::uint32_t at = hash & slotMask_;
+    while (indexed() && slots()[at] != 0 && !mayBe(slots()[at], hash)) {
+      at = (at + 1) & slotMask_;
     }
+    const bool there = indexed() && slots()[at] != 0;
+    prefetchObject(members() + (there ? placeOf(slots()[at]) : end_));
   }
 
   // Inserts the member unless its key is there. True when inserted.
-  bool insert(Member member) {
-    const std::uint32_t hash = hashIfIndexed(KeyOf::key(member));
-    if (findSlot(KeyOf::key(member), hash) != noSlot) {
-      return false;
-    }
-    append(std::move(member), hash);
-    return true;
-  }
-  // Inserts the member, or replaces the one of its key in its place. True when inserted.
+  bool insert(const Member& member) { return insertOne(member); }
+  bool insert(Member&& member) { return insertOne(std::move(member)); }
+  // Requires: the key is not there; its hash.
+  void insertNew(Member member, std::uint32_t hash) { append(std::move(member), hash); }
+  // Inserts the member, or replaces the one of its key in its place. True when inserted. A replaced
+  // member that has a destructor is left in the argument of swapIn.
   bool put(Member member) { return swapIn(member); }
-  // The same; a replaced member that has a destructor is left in the argument.
   bool swapIn(Member& member) {
     const std::uint32_t hash = hashIfIndexed(KeyOf::key(member));
     const std::uint32_t slot = findSlot(KeyOf::key(member), hash);
@@ -131,8 +136,9 @@ class DenseTable {
     return false;
   }
   // Removes and returns the member of that key.
-  std::optional<Member> remove(const Key& key) {
-    const std::uint32_t slot = findSlot(key, hashIfIndexed(key));
+  std::optional<Member> remove(const Key& key) { return remove(key, hashIfIndexed(key)); }
+  std::optional<Member> remove(const Key& key, std::uint32_t hash) {
+    const std::uint32_t slot = findSlot(key, hash);
     if (slot == noSlot) {
       return std::nullopt;
     }
@@ -162,9 +168,8 @@ class DenseTable {
     }
   }
 
-  // A walk from the first member.
+  // A walk from the first member, or from the one of that key when it is there.
   Cursor cursor() const noexcept { return Cursor(*this, usedPlace(begin_)); }
-  // A walk from the member of that key; from the first when there is none.
   Cursor cursorAt(const Key& key) const noexcept {
     const std::uint32_t slot = findSlot(key, hashIfIndexed(key));
     return Cursor(*this, slot == noSlot ? usedPlace(begin_) : placeAt(slot));
@@ -177,8 +182,10 @@ class DenseTable {
   static constexpr std::uint32_t mostCapacity = 1U << 30U;
   static constexpr std::uint32_t bitsPerWord = DenseLayout::bitsPerWord;
 
+  // Members of whole cache lines begin with one, so that none takes a line more than it needs.
   static constexpr std::align_val_t blockAlignment{
-      std::max(alignof(Member), alignof(std::uint64_t))};
+      sizeof(Member) % cacheLineBytes == 0 ? cacheLineBytes
+                                           : std::max(alignof(Member), alignof(std::uint64_t))};
 
   Member* members() const noexcept { return reinterpret_cast<Member*>(block_); }
   std::uint64_t* bitmap() const noexcept { return bitmap_; }
@@ -212,6 +219,10 @@ class DenseTable {
   std::uint32_t slotFor(std::uint32_t place, std::uint32_t hash) const noexcept {
     return (place + 1) | (hash & ~placeMask_);
   }
+  // False when a slot that is not empty is deleted or that of a member with another hash.
+  bool mayBe(std::uint32_t slot, std::uint32_t hash) const noexcept {
+    return ((slot ^ hash) & ~placeMask_) == 0 && slot != placeMask_;
+  }
   // The place that the slot names; without an index a member's place is its slot.
   std::uint32_t placeAt(std::uint32_t slot) const noexcept {
     return indexed() ? placeOf(slots()[slot]) : slot;
@@ -225,18 +236,20 @@ class DenseTable {
       if (slot == 0) {
         return noSlot;
       }
-      if (((slot ^ hash) & ~placeMask_) == 0 && slot != placeMask_ &&
-          KeyOf::key(members()[placeOf(slot)]) == key) {
+      if (mayBe(slot, hash) && KeyOf::key(members()[placeOf(slot)]) == key) {
         return at;
       }
     }
   }
   std::uint32_t findUnindexed(const Key& key) const noexcept {
-    std::uint32_t place = usedPlace(begin_);
-    while (place < end_ && !(KeyOf::key(members()[place]) == key)) {
-      place = usedPlace(place + 1);
+    static_assert(DenseLayout::mostUnindexed <= bitsPerWord);
+    for (std::uint64_t bits = block_ == nullptr ? 0 : *bitmap(); bits != 0; bits &= bits - 1) {
+      const auto place = static_cast<std::uint32_t>(std::countr_zero(bits));
+      if (KeyOf::key(members()[place]) == key) {
+        return place;
+      }
     }
-    return place < end_ ? place : noSlot;
+    return noSlot;
   }
   // Requires: the key is not there and a slot is free.
   void enterSlot(std::uint32_t place, std::uint32_t hash) noexcept {
@@ -254,6 +267,16 @@ class DenseTable {
     usedSlots_ -= endsProbes ? 1U : 0U;
   }
 
+  template <class Given>
+  bool insertOne(Given&& member) {
+    const std::uint32_t hash = hashIfIndexed(KeyOf::key(member));
+    if (findSlot(KeyOf::key(member), hash) != noSlot) {
+      return false;
+    }
+    // Copied first: the argument may be a member of this table.
+    append(Member(std::forward<Given>(member)), hash);
+    return true;
+  }
   void append(Member member, std::uint32_t hash) {
     if (makeRoom() && indexed()) {
       hash = hashOf(KeyOf::key(member));
@@ -457,26 +480,6 @@ class DenseTable {
   std::uint32_t usedSlots_ = 0;  // slots that are not empty, deleted ones included
   std::uint32_t slotMask_ = 0;   // number of slots - 1; 0 without an index
   std::uint32_t placeMask_ = 0;  // the bits of a slot that hold a place
-};
-
-struct OwnKey {
-  template <class Key>
-  static const Key& key(const Key& member) noexcept {
-    return member;
-  }
-};
-
-struct EntryKey {
-  template <class Entry>
-  static const auto& key(const Entry& entry) noexcept {
-    return entry.key;
-  }
-};
-
-template <class Key, class Value>
-struct DenseMapEntry {
-  Key key;
-  Value value;
 };
 
 template <class Key>

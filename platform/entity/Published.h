@@ -45,8 +45,11 @@ class PublishedTable {
   Cursor cursorAt(const Key& key) const noexcept { return table_.cursorAt(key); }
   std::size_t memory() const noexcept { return table_.memory(); }
   void reserve(std::size_t members) { table_.reserve(members); }
-  void prefetchFar(const Key& key) const noexcept { table_.prefetchFar(key); }
-  void prefetchNear(const Key& key) const noexcept { table_.prefetchNear(key); }
+  const Member* find(const Key& key, std::uint32_t hash) const noexcept {
+    return table_.find(key, hash);
+  }
+  void prefetchFar(std::uint32_t hash) const noexcept { table_.prefetchFar(hash); }
+  void prefetchNear(std::uint32_t hash) const noexcept { table_.prefetchNear(hash); }
 
   // The publisher is always the entity that holds this as a member.
 
@@ -66,8 +69,12 @@ class PublishedTable {
     return inserted;
   }
   std::optional<Member> remove(const Publisher& publisher, const Key& oldKey) {
+    return remove(publisher, oldKey, hashOf(oldKey));
+  }
+  // The same, for who has the key's hash already.
+  std::optional<Member> remove(const Publisher& publisher, const Key& oldKey, std::uint32_t hash) {
     const Key key = oldKey;
-    std::optional<Member> removed = table_.remove(key);
+    std::optional<Member> removed = table_.remove(key, hash);
     if (removed) {
       publisher.publish(field, &key);
     }
@@ -110,14 +117,18 @@ class PublishedMap : public PublishedTable<field, DenseMapEntry<Key, Value>, Ent
  public:
   // True when that changed something, and was published.
   bool set(const Publisher& publisher, const Key& oldKey, Value value) {
+    return set(publisher, oldKey, std::move(value), hashOf(oldKey));
+  }
+  // The same, for who has the key's hash already.
+  bool set(const Publisher& publisher, const Key& oldKey, Value value, std::uint32_t hash) {
     const Key key = oldKey;
-    if (auto* entry = this->table_.find(key)) {
+    if (auto* entry = this->table_.find(key, hash)) {
       if (entry->value == value) {
         return false;
       }
       std::swap(entry->value, value);
     } else {
-      this->table_.insert({key, std::move(value)});
+      this->table_.insertNew({key, std::move(value)}, hash);
     }
     publisher.publish(field, &key);
     return true;

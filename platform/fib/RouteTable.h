@@ -66,6 +66,12 @@ class RouteStatusOf : public Entity, public Publisher {
   virtual Route route(const PrefixT& prefix) const = 0;
   // Tells the table's owner what a read found.
   virtual void doCorruptionDetected(const String& message) const = 0;
+  // Hints that the route will be read: Far some time before, Near shortly before.
+  virtual void prefetchFar(const PrefixT& /*prefix*/) const noexcept {}
+  virtual void prefetchNear(const PrefixT& /*prefix*/) const noexcept {}
+  // What a read would find, for who prepares for it; the default route value also when the table
+  // does not tell.
+  virtual Route routeHint(const PrefixT& /*prefix*/) const noexcept { return {}; }
 };
 
 // The table in this process's memory. Its writer keeps the routing trie in step: the table first,
@@ -78,6 +84,13 @@ class MemoryRouteStatus final : public RouteStatusOf<PrefixT> {
 
   Route route(const PrefixT& prefix) const override;
   void doCorruptionDetected(const String& message) const override;
+  void prefetchFar(const PrefixT& prefix) const noexcept override {
+    route_.prefetchFar(hashOf(prefix));
+  }
+  void prefetchNear(const PrefixT& prefix) const noexcept override {
+    route_.prefetchNear(hashOf(prefix));
+  }
+  Route routeHint(const PrefixT& prefix) const noexcept override { return valueOf(route_, prefix); }
 
   // Stores the route, replacing the one under the prefix. Publishes: the prefix.
   // Requires: a prefix of the table's family, so that the unset key never finds a route.

@@ -72,6 +72,7 @@ bool PrefixTrie<Family>::insert(const IpGenPrefix& prefix) {
   const Stored stored = Stored::of(prefix);
   const bool added = inTop(stored) ? insertInTop(stored) : insertBelow(stored);
   size_ += added ? 1 : 0;
+  changes_ += added ? 1 : 0;
   if (checksEveryChange) {
     assertInvariants();
   }
@@ -211,6 +212,7 @@ bool PrefixTrie<Family>::erase(const IpGenPrefix& prefix) noexcept {
   const bool removed = inTop(stored) ? eraseInTop(stored) : eraseBelow(stored);
   if (removed) {
     --size_;
+    ++changes_;
     if (top_ && size_ <= topLimit / 4) {
       dropTop();
     }

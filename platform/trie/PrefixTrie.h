@@ -66,6 +66,16 @@ class PrefixVisitor {
   bool (*call_)(const void* target, const IpGenPrefix& prefix);
 };
 
+// How far a longest match has come that is made in steps.
+struct TrieSearch {
+  // The slot that is to be read next; null when it was read.
+  const TrieRef* slot = nullptr;
+  // What the last slot held, to be looked at next.
+  TrieRef ref;
+  // The last node above with a prefix that covers the one searched for.
+  const void* covering = nullptr;
+};
+
 // A trie of either family, for who knows which.
 class AnyPrefixTrie {
  public:
@@ -88,6 +98,8 @@ class PrefixTrie final : public AnyPrefixTrie {
   ~PrefixTrie() override;
 
   std::size_t size() const noexcept { return size_; }
+  // Prefixes inserted and erased so far, modulo 2^32.
+  std::uint32_t changes() const noexcept { return changes_; }
   bool hasDenseTop() const noexcept { return top_ != nullptr; }
   // Bytes of this trie's own: the object, its share of the arena, its dense top.
   std::size_t memory() const noexcept;
@@ -105,18 +117,12 @@ class PrefixTrie final : public AnyPrefixTrie {
   IpGenPrefix longestMatch(const IpGenPrefix& prefix) const noexcept;
   // True when a prefix of the trie is strictly longer than the argument and inside it.
   bool longerPresent(const IpGenPrefix& prefix) const noexcept;
-  // Hints that the trie will be asked for the prefix: Far, some time before, fetches the beginning
-  // of the way there, Near, shortly before, the next step.
-  void prefetchFar(const IpGenPrefix& prefix) const noexcept {
-    if (top_) {
-      prefetch(&top_->ref(Key::of(prefix.words())));
-    }
-  }
-  void prefetchNear(const IpGenPrefix& prefix) const noexcept {
-    if (top_) {
-      prefetchRef(top_->ref(Key::of(prefix.words())));
-    }
-  }
+  // The same for who has other things to do while memory is fetched. Each step reads what the one
+  // before it fetched, until one returns false: all that the longest match will read is at hand.
+  // Requires: the same prefix throughout; no change of the trie since the beginning.
+  TrieSearch searchBegin(const IpGenPrefix& prefix) const noexcept;
+  bool searchStep(const IpGenPrefix& prefix, TrieSearch& search) const noexcept;
+  IpGenPrefix searchEnd(const IpGenPrefix& prefix, const TrieSearch& search) const noexcept;
   // Visits the prefixes of the trie inside the argument, itself included: by address, and of those
   // with the same address the shorter first, so that a parent comes before what is inside it. The
   // visitor may ask this trie anything, may walk it again and may change other tries.
@@ -251,8 +257,13 @@ class PrefixTrie final : public AnyPrefixTrie {
   // Moves the part of the dense top below a bitmap into nodes.
   TrieRef uproot(unsigned level, const Key& key) noexcept;
 
-  // Length of the longest match, -1 for none.
-  int longest(Stored prefix) const noexcept;
+  // Length of the longest match, -1 for none, looked for from a place on the way down and the last
+  // node above it with a covering prefix.
+  int longest(Stored prefix, TrieRef ref, const Node* covering) const noexcept;
+  static IpGenPrefix matchOf(const Stored& prefix, int length) noexcept {
+    const auto count = static_cast<unsigned>(length);
+    return length < 0 ? IpGenPrefix() : prefixOf(prefix.key.first(count), count);
+  }
   int longestInTop(const Stored& prefix) const noexcept;
   // Finds what of the trie below the dense top lies inside the prefix: onPart(node) when it is a
   // part of the node of the prefix's level, onWhole(ref) when it is all of a subtree. False when it
@@ -276,7 +287,9 @@ class PrefixTrie final : public AnyPrefixTrie {
   std::uint32_t leaves_ = 0;
   std::uint32_t arrayWords_ = 0;
   std::size_t size_ = 0;
-  mutable std::uint32_t walking_ = 0;
+  std::uint32_t changes_ = 0;
+  // Walks under way, one inside the other.
+  mutable std::uint16_t walking_ = 0;
   // Set when erase() kept a node with a single prefix for want of memory.
   bool leafRefused_ = false;
 };

@@ -50,13 +50,13 @@ bool walkBits(const TrieBits& bits,
 // Marks a trie as being walked.
 class WalkMark {
  public:
-  explicit WalkMark(std::uint32_t& walking) noexcept : walking_(walking) { ++walking_; }
+  explicit WalkMark(std::uint16_t& walking) noexcept : walking_(walking) { ++walking_; }
   WalkMark(const WalkMark&) = delete;
   WalkMark& operator=(const WalkMark&) = delete;
   ~WalkMark() { --walking_; }
 
  private:
-  std::uint32_t& walking_;
+  std::uint16_t& walking_;
 };
 
 }  // namespace
@@ -94,21 +94,57 @@ IpGenPrefix PrefixTrie<Family>::longestMatch(const IpGenPrefix& prefix) const no
     return {};
   }
   const Stored stored = Stored::of(prefix);
-  const int length = longest(stored);
-  if (length < 0) {
+  return matchOf(stored, longest(stored, rootOf(stored), nullptr));
+}
+
+template <class Family>
+TrieSearch PrefixTrie<Family>::searchBegin(const IpGenPrefix& prefix) const noexcept {
+  TrieSearch search;
+  search.slot = top_ ? &top_->ref(Key::of(prefix.words())) : &root_;
+  prefetch(search.slot);
+  return search;
+}
+
+template <class Family>
+bool PrefixTrie<Family>::searchStep(const IpGenPrefix& prefix, TrieSearch& search) const noexcept {
+  if (search.slot != nullptr) {
+    search.ref = *search.slot;
+    search.slot = nullptr;
+    prefetchRef(search.ref);
+    return search.ref.isNode();
+  }
+  const Stored stored = Stored::of(prefix);
+  const Node& node = nodeOf(search.ref);
+  const unsigned chunk = stored.key.chunk(node.depth());
+  if (!leadsTo(node, stored) || node.level() == stored.level() || !node.hasChild(chunk)) {
+    return false;
+  }
+  search.covering = node.meets(chunk) ? &node : search.covering;
+  search.slot = &arena_->arrays.at(node.array())[node.rank(chunk)];
+  prefetch(search.slot);
+  return true;
+}
+
+template <class Family>
+IpGenPrefix PrefixTrie<Family>::searchEnd(const IpGenPrefix& prefix,
+                                          const TrieSearch& search) const noexcept {
+  if (!inFamily(prefix)) {
     return {};
   }
-  const auto count = static_cast<unsigned>(length);
-  return prefixOf(stored.key.first(count), count);
+  const Stored stored = Stored::of(prefix);
+  return matchOf(stored,
+                 longest(stored,
+                         search.slot != nullptr ? *search.slot : search.ref,
+                         static_cast<const Node*>(search.covering)));
 }
 
 // On the way down only the last node with a covering prefix is remembered; how long that prefix is
 // need be asked of this one alone.
 template <class Family>
-inline int PrefixTrie<Family>::longest(const Stored prefix) const noexcept {
+inline int PrefixTrie<Family>::longest(const Stored prefix,
+                                       TrieRef ref,
+                                       const Node* covering) const noexcept {
   const unsigned level = prefix.level();
-  const Node* last = nullptr;
-  TrieRef ref = rootOf(prefix);
   while (ref.isNode()) {
     const Node& node = nodeOf(ref);
     const unsigned depth = node.depth();
@@ -125,7 +161,7 @@ inline int PrefixTrie<Family>::longest(const Stored prefix) const noexcept {
       ref = TrieRef();
       break;
     }
-    last = node.meets(chunk) ? &node : last;
+    covering = node.meets(chunk) ? &node : covering;
     ref = node.hasChild(chunk) ? childOf(node, chunk) : TrieRef();
   }
   if (ref) {
@@ -134,9 +170,9 @@ inline int PrefixTrie<Family>::longest(const Stored prefix) const noexcept {
       return static_cast<int>(leaf.length);
     }
   }
-  if (last != nullptr) {
-    const unsigned depth = last->depth();
-    return static_cast<int>(depth) + last->longest(prefix.key.chunk(depth), trieStride);
+  if (covering != nullptr) {
+    const unsigned depth = covering->depth();
+    return static_cast<int>(depth) + covering->longest(prefix.key.chunk(depth), trieStride);
   }
   return top_ ? longestInTop(prefix) : -1;
 }
@@ -216,12 +252,7 @@ void PrefixTrie<Family>::walk(const IpGenPrefix& prefix, PrefixVisitor visitor) 
 template <class Family>
 bool PrefixTrie<Family>::walkRef(TrieRef subtree, const PrefixVisitor& visitor) const {
   if (subtree.isNode()) {
-    const Node& node = nodeOf(subtree);
-    // All that hangs below, before the first visit: a visitor takes its time.
-    for (unsigned i = 0, count = node.childCount(); i < count; ++i) {
-      prefetchRef(arena_->arrays.at(node.array())[i]);
-    }
-    return walkNode(node, TrieMask{}, visitor);
+    return walkNode(nodeOf(subtree), TrieMask{}, visitor);
   }
   const Stored leaf = leafOf(subtree);
   return visitor(prefixOf(leaf.key, leaf.length));
@@ -231,14 +262,22 @@ template <class Family>
 bool PrefixTrie<Family>::walkNode(const Node& node,
                                   TrieMask mask,
                                   const PrefixVisitor& visitor) const {
+  const std::uint64_t slots = node.children & mask.slots;
+  const TrieRef* child = slots == 0 ? nullptr
+                                    : arena_->arrays.at(node.array()) +
+                                          node.rank(static_cast<unsigned>(std::countr_zero(slots)));
+  // All that hangs below, before the first visit: a visitor takes its time.
+  for (unsigned i = 0, count = static_cast<unsigned>(std::popcount(slots)); i < count; ++i) {
+    prefetchRef(child[i]);
+  }
   return walkBits(
       node,
       node.key,
       node.depth(),
       mask,
       [&visitor](const Key& key, unsigned length) { return visitor(prefixOf(key, length)); },
-      [this, &node, &visitor](unsigned slot, const Key& /*key*/) {
-        return walkRef(childOf(node, slot), visitor);
+      [this, &child, &visitor](unsigned /*slot*/, const Key& /*key*/) {
+        return walkRef(*child++, visitor);
       });
 }
 
@@ -263,6 +302,14 @@ template bool PrefixTrie<TrieFamily4>::has(const IpGenPrefix&) const noexcept;
 template bool PrefixTrie<TrieFamily6>::has(const IpGenPrefix&) const noexcept;
 template IpGenPrefix PrefixTrie<TrieFamily4>::longestMatch(const IpGenPrefix&) const noexcept;
 template IpGenPrefix PrefixTrie<TrieFamily6>::longestMatch(const IpGenPrefix&) const noexcept;
+template IpGenPrefix PrefixTrie<TrieFamily4>::searchEnd(const IpGenPrefix&,
+                                                        const TrieSearch&) const noexcept;
+template IpGenPrefix PrefixTrie<TrieFamily6>::searchEnd(const IpGenPrefix&,
+                                                        const TrieSearch&) const noexcept;
+template TrieSearch PrefixTrie<TrieFamily4>::searchBegin(const IpGenPrefix&) const noexcept;
+template TrieSearch PrefixTrie<TrieFamily6>::searchBegin(const IpGenPrefix&) const noexcept;
+template bool PrefixTrie<TrieFamily4>::searchStep(const IpGenPrefix&, TrieSearch&) const noexcept;
+template bool PrefixTrie<TrieFamily6>::searchStep(const IpGenPrefix&, TrieSearch&) const noexcept;
 template bool PrefixTrie<TrieFamily4>::longerPresent(const IpGenPrefix&) const noexcept;
 template bool PrefixTrie<TrieFamily6>::longerPresent(const IpGenPrefix&) const noexcept;
 template void PrefixTrie<TrieFamily4>::walk(const IpGenPrefix&, PrefixVisitor) const;

@@ -30,6 +30,10 @@ std::size_t TrieGen::memory() const noexcept {
   return sizeof(*this) + withTrie([](const auto& trie) { return trie.memory(); });
 }
 
+std::uint32_t TrieGen::changes() const noexcept {
+  return withTrie([](const auto& trie) { return trie.changes(); });
+}
+
 String TrieGen::checkInvariants() const {
   return withTrie([](const auto& trie) { return trie.checkInvariants(); });
 }
@@ -96,12 +100,16 @@ void TrieGen::preOrderWalk(const IpGenPrefix& prefix,
   });
 }
 
-void TrieGen::prefetchFar(const IpGenPrefix& prefix) const noexcept {
-  withTrie([&prefix](const auto& trie) { trie.prefetchFar(prefix); });
+TrieSearch TrieGen::searchBegin(const IpGenPrefix& prefix) const noexcept {
+  return withTrie([&prefix](const auto& trie) { return trie.searchBegin(prefix); });
 }
 
-void TrieGen::prefetchNear(const IpGenPrefix& prefix) const noexcept {
-  withTrie([&prefix](const auto& trie) { trie.prefetchNear(prefix); });
+bool TrieGen::searchStep(const IpGenPrefix& prefix, TrieSearch& search) const noexcept {
+  return withTrie([&prefix, &search](const auto& trie) { return trie.searchStep(prefix, search); });
+}
+
+IpGenPrefix TrieGen::searchEnd(const IpGenPrefix& prefix, const TrieSearch& search) const noexcept {
+  return withTrie([&prefix, &search](const auto& trie) { return trie.searchEnd(prefix, search); });
 }
 
 const TypeData& TrieGen::typeData() const {

@@ -59,6 +59,8 @@ class TrieGen : public Entity, public Publisher {
   AddressFamily addressFamily() const noexcept { return family_; }
   const IpGenPrefix& changedPrefix() const noexcept { return changedPrefix_; }
   std::size_t routeCount() const noexcept;
+  // Prefixes added and removed so far, modulo 2^32.
+  std::uint32_t changes() const noexcept;
   // Bytes of the trie's own.
   std::size_t memory() const noexcept;
   // What is broken in the trie; empty when nothing is.
@@ -83,9 +85,13 @@ class TrieGen : public Entity, public Publisher {
   // Requires: a callback. Throws: what the callback throws; the walk ends there.
   void preOrderWalk(const IpGenPrefix& prefix, const Ptr<TrieGenWalkCallback>& callback) const;
 
-  // Hints that the trie will be asked for the prefix: Far some time before, Near shortly before.
-  void prefetchFar(const IpGenPrefix& prefix) const noexcept;
-  void prefetchNear(const IpGenPrefix& prefix) const noexcept;
+  // The longest match in steps, for who looks for many at a time: each step reads what the one
+  // before it fetched, so that all of them wait for memory together. Steps return false when there
+  // is nothing more to wait for, and searchEnd() gives the match.
+  // Requires: the same prefix throughout; no change of the trie since the beginning.
+  TrieSearch searchBegin(const IpGenPrefix& prefix) const noexcept;
+  bool searchStep(const IpGenPrefix& prefix, TrieSearch& search) const noexcept;
+  IpGenPrefix searchEnd(const IpGenPrefix& prefix, const TrieSearch& search) const noexcept;
 
   const TypeData& typeData() const override;
 

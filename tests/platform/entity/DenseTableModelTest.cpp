@@ -199,7 +199,7 @@ TYPED_TEST(DenseTableModel, RandomChangesWithOpenWalksAgreeWithTheModel) {
   const Support::SeedTrace trace(seed);
   int failures = 0;
   for (const std::uint32_t keys : {3U, 20U, 150U}) {
-    for (std::uint64_t round = 0; round < 4 && !this->HasFailure(); ++round) {
+    for (std::uint64_t round = 0; round < 6 && !this->HasFailure(); ++round) {
       TableStory<MaskedKey<TypeParam>> story(seed + round, keys);
       story.run(8000);
       failures += story.failures();

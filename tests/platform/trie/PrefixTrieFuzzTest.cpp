@@ -39,7 +39,16 @@ class Pair {
     }
     EXPECT_EQ(model_.has(which), trie_.has(which)) << which.stringValue();
     EXPECT_EQ(model_.longestMatch(which), trie_.longestMatch(which)) << which.stringValue();
+    EXPECT_EQ(model_.longestMatch(which), searched(which)) << which.stringValue();
     EXPECT_EQ(model_.longerPresent(which), trie_.longerPresent(which)) << which.stringValue();
+  }
+  // In steps, some of which may be left out.
+  IpGenPrefix searched(const IpGenPrefix& which) {
+    TrieSearch search = trie_.searchBegin(which);
+    for (unsigned steps = random_.below(12); steps > 0 && trie_.searchStep(which, search);) {
+      --steps;
+    }
+    return trie_.searchEnd(which, search);
   }
   void compareWalk() {
     const IpGenPrefix from = random_.below(2) == 0 ? random_.next() : present();

@@ -78,8 +78,9 @@ TEST(TrieGen, BeforeTheFirstPrefixIsItsObjectAloneAndAnswersLikeAnEmptyTrie) {
     EXPECT_FALSE(trie->routeHas(all));
     EXPECT_FALSE(trie->longerRoutePresent(all));
     EXPECT_EQ(IpGenPrefix(), trie->longestMatch(all));
-    trie->prefetchFar(all);
-    trie->prefetchNear(all);
+    TrieSearch search = trie->searchBegin(all);
+    EXPECT_FALSE(trie->searchStep(all, search));
+    EXPECT_EQ(IpGenPrefix(), trie->searchEnd(all, search));
     trie->routeDel(all);
     EXPECT_THAT(announcements.notes, IsEmpty());
     EXPECT_EQ("", trie->checkInvariants());

@@ -1,0 +1,88 @@
+#pragma once
+
+// ReviewAhead: makes ready what the review will read of the nexthops that come next.
+//
+// Nexthops spread over a full table are cache misses in every table that is asked for one. So the
+// review looks a few nexthops ahead and fetches what it will read of all of them together, in
+// steps, each of which reads what the step before it fetched:
+//
+//   queue        the nexthops, and for each its slots in configuration, status and queue
+//   members      what those lead to
+//   tries        the way through the FIB trie and the trie of nexthops
+//   matches      the longest matches, and the slots of their routes
+//   routes       the routes
+//   references   for a client of resolver identifiers: what will hold its references
+//
+// Nothing but the longest match is kept, and that is used only while the trie is as it was. All
+// else is read when the nexthop's turn comes.
+//
+// Owner: one run of the review, for as long as it lasts.
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+#include "platform/entity/DenseTable.h"
+#include "platform/entity/Ptr.h"
+#include "platform/fib/RouteTable.h"
+#include "platform/net/IpGenAddr.h"
+#include "platform/net/IpGenPrefix.h"
+#include "platform/trie/TrieGen.h"
+#include "resolver/NexthopResolverLocal.h"
+
+namespace Routing {
+
+class NexthopResolverSm;
+
+class ReviewAhead {
+ public:
+  using Cursor = DenseSet<IpGenAddr>::Cursor;
+
+  // A nexthop that was prepared.
+  struct Next {
+    IpGenPrefix host;
+    std::uint32_t place = 0;
+    std::uint32_t hash = 0;
+    // The longest match in the FIB trie when that had changed so often.
+    bool matched = false;
+    std::uint32_t changes = 0;
+    IpGenPrefix match;
+
+    TrieSearch search;
+    TrieSearch nexthopSearch;
+    std::uint32_t keyHash = 0;
+    FecId fecId = 0;
+    const NexthopResolverFecIdRef* fec = nullptr;
+    const NexthopResolverClientRef* client = nullptr;
+  };
+
+  explicit ReviewAhead(const NexthopResolverSm& sm) noexcept;
+
+  // The nexthop under the cursor, prepared together with those after it.
+  const Next& at(const Cursor& cursor);
+  // The longest match for the nexthop in the FIB trie of its family, as that is now; the empty
+  // prefix when there is no trie.
+  IpGenPrefix longestMatch(const Next& next) const;
+
+ private:
+  std::span<Next> batch() noexcept { return {next_.data(), count_}; }
+  FecId fecIdOf(const Next& next) const;
+  const Ptr<const TrieGen>& fibTrie(const Next& next) const;
+  const Ptr<TrieGen>& nexthopTrie(const Next& next) const;
+  void prepare(const Cursor& cursor);
+  void fetchQueue(const Cursor& cursor);
+  void fetchMembers();
+  void fetchTries();
+  void fetchMatches();
+  void fetchRoutes();
+  void fetchReferences();
+
+  const NexthopResolverSm& sm_;
+  // The client's nexthops are referenced.
+  const bool references_;
+  std::array<Next, 24> next_{};
+  std::size_t count_ = 0;
+  std::size_t index_ = 0;
+};
+
+}  // namespace Routing
