@@ -194,8 +194,12 @@ std::optional<IpGenAddr> IpGenAddr::parse(std::string_view text) {
 
 IpGenAddr::Bytes IpGenAddr::bytes() const noexcept {
   Bytes bytes{};
-  for (unsigned i = 0; i < bytes.size(); ++i) {
-    bytes[i] = static_cast<std::uint8_t>(words_[i / 4] >> (24U - 8U * (i % 4)));
+  for (unsigned i = 0; i < words_.size(); ++i) {
+    // Written out, the four are one instruction.
+    bytes[4 * i] = static_cast<std::uint8_t>(words_[i] >> 24U);
+    bytes[4 * i + 1] = static_cast<std::uint8_t>(words_[i] >> 16U);
+    bytes[4 * i + 2] = static_cast<std::uint8_t>(words_[i] >> 8U);
+    bytes[4 * i + 3] = static_cast<std::uint8_t>(words_[i]);
   }
   return bytes;
 }
