@@ -76,6 +76,10 @@ void NexthopTable::walk(const std::function<void(Group& group)>& visit) const {
   }
 }
 
+void NexthopTable::prefetch(const Group& group, const IpGenAddr& addr) noexcept {
+  group.slotOf_.prefetchFar(addr);
+}
+
 bool NexthopTable::nexthopIs(Group& group, const IpGenAddr& addr, const Policy& policy) {
   SlotId id = noSlot;
   const auto* present = group.slotOf_.find(addr);

@@ -67,6 +67,8 @@ class NexthopTable {
   // All groups, in order of addition.
   void walk(const std::function<void(Group& group)>& visit) const;
 
+  // Hints that the address will be looked up in the group.
+  static void prefetch(const Group& group, const IpGenAddr& addr) noexcept;
   // True when it was not there; false when at most its policy became another one.
   bool nexthopIs(Group& group, const IpGenAddr& addr, const Policy& policy);
   // True when it was there.

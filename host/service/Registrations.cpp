@@ -17,6 +17,8 @@ namespace {
 constexpr std::string_view clientKeys = "client/";
 constexpr std::string_view policyKeys = "policy/";
 constexpr std::size_t longestName = 64;
+// How many addresses before its turn one is fetched.
+constexpr std::size_t ahead = 8;
 
 bool isName(std::string_view name) noexcept {
   return !name.empty() && name.size() <= longestName &&
@@ -173,7 +175,12 @@ std::uint32_t Registrations::add(const String& user, const RegistrationBatch& ba
   std::uint32_t added = 0;
   if (!batch.addrs.empty()) {
     Part& part = partIs(client, batch.vrf, batch.kind);
-    for (const IpGenAddr& addr : batch.addrs) {
+    for (std::size_t index = 0; index < batch.addrs.size(); ++index) {
+      if (index + ahead < batch.addrs.size()) {
+        NexthopTable::prefetch(*part.group, batch.addrs[index + ahead]);
+        part.config->nexthop().prefetchFar(batch.addrs[index + ahead]);
+      }
+      const IpGenAddr& addr = batch.addrs[index];
       policyIs(client, batch.vrf, addr, batch.policy);
       if (table_.nexthopIs(*part.group, addr, batch.policy)) {
         part.config->nexthopIs({addr});
