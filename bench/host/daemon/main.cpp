@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -18,6 +19,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <thread>
 
 #include "bench/host/daemon/BareServer.h"
 #include "bench/host/daemon/Lines.h"
@@ -109,10 +111,12 @@ void makeLinks(const Host::Testing::Namespace& net, std::size_t gateways) {
   }
 }
 
-// The kernel drops the routes of a link that goes down.
+// The kernel drops the routes of a link that goes down. It tells within seconds that all links run
+// again, and a daemon that hears of that reads the whole table.
 void emptyTable(const Host::Testing::Namespace& net) {
   const std::string links = std::string("link set group ") + linkGroup;
   require(net.ipTry(links + " down") && net.ipTry(links + " up"), "cannot empty the table");
+  std::this_thread::sleep_for(std::chrono::seconds(3));
 }
 
 void measure(const Options& options,
