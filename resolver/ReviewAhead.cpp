@@ -1,5 +1,6 @@
 #include "resolver/ReviewAhead.h"
 
+#include <algorithm>
 #include <bit>
 
 #include "platform/entity/Prefetch.h"
@@ -23,13 +24,13 @@ const Ptr<TrieGen>& ReviewAhead::nexthopTrie(const Next& next) const {
 
 const ReviewAhead::Next& ReviewAhead::at(const Cursor& cursor) {
   // Those that left the queue since they were prepared are passed over.
-  while (index_ < count_ && next_[index_].place != cursor.place()) {
+  while (index_ < count_ && next_[index_]->place != cursor.place()) {
     ++index_;
   }
   if (index_ == count_) {
     prepare(cursor);
   }
-  return next_[index_];
+  return *next_[index_];
 }
 
 void ReviewAhead::prepare(const Cursor& cursor) {
@@ -46,9 +47,10 @@ void ReviewAhead::prepare(const Cursor& cursor) {
 void ReviewAhead::fetchQueue(const Cursor& cursor) {
   index_ = 0;
   count_ = 0;
-  for (std::uint32_t places = 0; places < next_.size(); ++places) {
+  const auto most = static_cast<std::uint32_t>(next_.size());
+  for (std::uint32_t places = 0; places < std::min(most, cursor.placesLeft()); ++places) {
     if (const IpGenAddr* const addr = cursor.ahead(places)) {
-      Next& next = next_[count_++];
+      Next& next = next_[count_++].emplace();
       next.host = IpGenPrefix::host(*addr);
       next.place = cursor.place() + places;
       next.hash = hashOf(*addr);
@@ -64,7 +66,8 @@ void ReviewAhead::fetchQueue(const Cursor& cursor) {
 }
 
 void ReviewAhead::fetchMembers() {
-  for (const Next& next : batch()) {
+  for (const auto& prepared : batch()) {
+    const Next& next = *prepared;
     sm_.nexthopVrfConfig()->nexthop().prefetchNear(next.hash);
     sm_.nexthopVrfStatus()->nexthop().prefetchNear(next.hash);
     if (references_) {
@@ -73,45 +76,57 @@ void ReviewAhead::fetchMembers() {
   }
 }
 
-void ReviewAhead::fetchTries() {
-  // A bit for each search that has steps to take.
-  std::uint32_t matches = 0;
-  std::uint32_t nexthops = 0;
-  for (std::size_t i = 0; i < count_; ++i) {
-    Next& next = next_[i];
-    next.matched =
-        sm_.nexthopVrfConfig()->nexthopConfigured(next.host.address(), next.hash) && fibTrie(next);
-    if (next.matched) {
-      next.search = fibTrie(next)->searchBegin(next.host);
-      matches |= 1U << i;
-    }
-    if (const Ptr<TrieGen>& trie = nexthopTrie(next)) {
-      next.nexthopSearch = trie->searchBegin(next.host);
-      nexthops |= 1U << i;
-    }
-  }
-  while ((matches | nexthops) != 0) {
-    for (std::uint32_t bits = matches; bits != 0; bits &= bits - 1) {
-      Next& next = next_[static_cast<std::size_t>(std::countr_zero(bits))];
-      if (!fibTrie(next)->searchStep(next.host, next.search)) {
-        matches ^= bits & (~bits + 1);
-      }
-    }
-    for (std::uint32_t bits = nexthops; bits != 0; bits &= bits - 1) {
-      Next& next = next_[static_cast<std::size_t>(std::countr_zero(bits))];
-      if (!nexthopTrie(next)->searchStep(next.host, next.nexthopSearch)) {
-        nexthops ^= bits & (~bits + 1);
-      }
+namespace {
+
+// One step of each search whose bit is set. A bit goes when its search has no more to wait for.
+template <class Searches>
+void stepEach(std::uint32_t& waiting, const Searches& step) {
+  for (std::uint32_t bits = waiting; bits != 0; bits &= bits - 1) {
+    if (!step(static_cast<std::size_t>(std::countr_zero(bits)))) {
+      waiting ^= bits & (~bits + 1);
     }
   }
 }
 
+}  // namespace
+
+void ReviewAhead::fetchTries() {
+  std::uint32_t matches = 0;
+  std::uint32_t nexthops = 0;
+  for (std::size_t i = 0; i < count_; ++i) {
+    Next& next = *next_[i];
+    next.nexthopTrie = nexthopTrie(next).get();
+    next.fibTrie = sm_.nexthopVrfConfig()->nexthopConfigured(next.host.address(), next.hash)
+                       ? fibTrie(next).get()
+                       : nullptr;
+    if (next.fibTrie != nullptr) {
+      next.search = next.fibTrie->searchBegin(next.host);
+      matches |= 1U << i;
+    }
+    if (next.nexthopTrie != nullptr) {
+      next.nexthopSearch = next.nexthopTrie->searchBegin(next.host);
+      nexthops |= 1U << i;
+    }
+  }
+  while ((matches | nexthops) != 0) {
+    stepEach(matches, [this](std::size_t i) {
+      Next& next = *next_[i];
+      return next.fibTrie->searchStep(next.host, next.search);
+    });
+    stepEach(nexthops, [this](std::size_t i) {
+      Next& next = *next_[i];
+      return next.nexthopTrie->searchStep(next.host, next.nexthopSearch);
+    });
+  }
+}
+
 void ReviewAhead::fetchMatches() {
-  for (Next& next : batch()) {
+  for (auto& prepared : batch()) {
+    Next& next = *prepared;
+    next.matched = next.fibTrie != nullptr;
     if (next.matched) {
-      const Ptr<const TrieGen>& trie = fibTrie(next);
-      next.match = trie->searchEnd(next.host, next.search);
-      next.changes = trie->changes();
+      next.match = next.fibTrie->searchEnd(next.host, next.search);
+      next.changes = next.fibTrie->changes();
       sm_.withRoutes(next.match,
                      [](const auto& routes, const auto& key) { routes.prefetchFar(key); });
     }
@@ -119,7 +134,8 @@ void ReviewAhead::fetchMatches() {
 }
 
 void ReviewAhead::fetchRoutes() {
-  for (const Next& next : batch()) {
+  for (const auto& prepared : batch()) {
+    const Next& next = *prepared;
     if (next.matched) {
       sm_.withRoutes(next.match,
                      [](const auto& routes, const auto& key) { routes.prefetchNear(key); });
@@ -146,16 +162,19 @@ FecId ReviewAhead::fecIdOf(const Next& next) const {
 void ReviewAhead::fetchReferences() {
   const auto& references = sm_.fecIdToClientHop()->fecIdRef();
   const auto& identifiers = sm_.fecIdToResolverId()->fecIdToResolverIdMap();
-  for (Next& next : batch()) {
+  for (auto& prepared : batch()) {
+    Next& next = *prepared;
     next.fecId = fecIdOf(next);
     references.prefetchFar(hashOf(next.fecId));
     identifiers.prefetchFar(hashOf(next.fecId));
   }
-  for (const Next& next : batch()) {
+  for (const auto& prepared : batch()) {
+    const Next& next = *prepared;
     references.prefetchNear(hashOf(next.fecId));
     identifiers.prefetchNear(hashOf(next.fecId));
   }
-  for (Next& next : batch()) {
+  for (auto& prepared : batch()) {
+    Next& next = *prepared;
     const auto* const entry = references.find(next.fecId);
     next.fec = entry == nullptr ? nullptr : entry->value.get();
     if (next.fec != nullptr) {
@@ -163,12 +182,14 @@ void ReviewAhead::fetchReferences() {
     }
   }
   const std::uint32_t nameHash = hashOf(sm_.name());
-  for (const Next& next : batch()) {
+  for (const auto& prepared : batch()) {
+    const Next& next = *prepared;
     if (next.fec != nullptr) {
       next.fec->clientRef().prefetchFar(nameHash);
     }
   }
-  for (Next& next : batch()) {
+  for (auto& prepared : batch()) {
+    Next& next = *prepared;
     const auto* const entry =
         next.fec == nullptr ? nullptr : next.fec->clientRef().find(sm_.name(), nameHash);
     next.client = entry == nullptr ? nullptr : entry->value.get();
@@ -176,12 +197,14 @@ void ReviewAhead::fetchReferences() {
       prefetchObject(next.client);
     }
   }
-  for (const Next& next : batch()) {
+  for (const auto& prepared : batch()) {
+    const Next& next = *prepared;
     if (next.client != nullptr) {
       next.client->nexthopRef().prefetchFar(next.hash);
     }
   }
-  for (const Next& next : batch()) {
+  for (const auto& prepared : batch()) {
+    const Next& next = *prepared;
     if (next.client != nullptr) {
       next.client->nexthopRef().prefetchNear(next.hash);
     }

@@ -20,6 +20,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "platform/entity/DenseTable.h"
@@ -48,6 +49,9 @@ class ReviewAhead {
     std::uint32_t changes = 0;
     IpGenPrefix match;
 
+    // For the preparation alone, as all that follows.
+    const TrieGen* fibTrie = nullptr;
+    const TrieGen* nexthopTrie = nullptr;
     TrieSearch search;
     TrieSearch nexthopSearch;
     std::uint32_t keyHash = 0;
@@ -65,7 +69,7 @@ class ReviewAhead {
   IpGenPrefix longestMatch(const Next& next) const;
 
  private:
-  std::span<Next> batch() noexcept { return {next_.data(), count_}; }
+  std::span<std::optional<Next>> batch() noexcept { return {next_.data(), count_}; }
   FecId fecIdOf(const Next& next) const;
   const Ptr<const TrieGen>& fibTrie(const Next& next) const;
   const Ptr<TrieGen>& nexthopTrie(const Next& next) const;
@@ -80,7 +84,8 @@ class ReviewAhead {
   const NexthopResolverSm& sm_;
   // The client's nexthops are referenced.
   const bool references_;
-  std::array<Next, 24> next_{};
+  // Made as they are prepared: many a run reviews one nexthop.
+  std::array<std::optional<Next>, 24> next_;
   std::size_t count_ = 0;
   std::size_t index_ = 0;
 };

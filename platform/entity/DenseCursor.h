@@ -42,6 +42,8 @@ class DenseCursor {
   // Where it stands, for who keeps something of his own beside a member. The place of a member does
   // not change while a cursor is open.
   std::uint32_t place() const noexcept { return place_; }
+  // Places from here to the end, holes among them.
+  std::uint32_t placesLeft() const noexcept { return atEnd() ? 0 : table_->end_ - place_; }
   // The member so many places on, for who prepares for it; null when there is none or the place
   // is a hole.
   const Member* ahead(std::uint32_t places) const noexcept {

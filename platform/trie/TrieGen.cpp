@@ -104,10 +104,6 @@ TrieSearch TrieGen::searchBegin(const IpGenPrefix& prefix) const noexcept {
   return withTrie([&prefix](const auto& trie) { return trie.searchBegin(prefix); });
 }
 
-bool TrieGen::searchStep(const IpGenPrefix& prefix, TrieSearch& search) const noexcept {
-  return withTrie([&prefix, &search](const auto& trie) { return trie.searchStep(prefix, search); });
-}
-
 IpGenPrefix TrieGen::searchEnd(const IpGenPrefix& prefix, const TrieSearch& search) const noexcept {
   return withTrie([&prefix, &search](const auto& trie) { return trie.searchEnd(prefix, search); });
 }

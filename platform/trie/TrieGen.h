@@ -131,4 +131,9 @@ class TrieGen : public Entity, public Publisher {
   std::unique_ptr<AnyPrefixTrie> trie_;
 };
 
+// In sight of who takes many steps.
+inline bool TrieGen::searchStep(const IpGenPrefix& prefix, TrieSearch& search) const noexcept {
+  return withTrie([&prefix, &search](const auto& trie) { return trie.searchStep(prefix, search); });
+}
+
 }  // namespace Routing
