@@ -1,9 +1,10 @@
 #include "host/store/StoreFormat.h"
 
+#include <zlib.h>
+
 #include <algorithm>
 #include <array>
 
-#include "host/store/Crc32.h"
 #include "host/store/Lmdb.h"
 
 namespace Routing::Host::StoreFormat {
@@ -84,7 +85,16 @@ class Reader {
 };
 
 std::uint32_t checkOf(std::string_view key, std::string_view value) noexcept {
-  return crc32(crc32(0, key), value);
+  uLong check = 0;
+  for (const std::string_view bytes : {key, value}) {
+    // zlib begins anew when it gets no pointer.
+    if (!bytes.empty()) {
+      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): zlib takes unsigned bytes
+      const auto* first = reinterpret_cast<const Bytef*>(bytes.data());
+      check = ::crc32(check, first, static_cast<uInt>(bytes.size()));
+    }
+  }
+  return static_cast<std::uint32_t>(check);
 }
 
 void checkName(std::string_view name) {

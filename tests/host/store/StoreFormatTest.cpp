@@ -1,11 +1,9 @@
 // The layout of keys and values.
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <string>
 
-#include "host/store/Crc32.h"
 #include "host/store/Lmdb.h"
 #include "host/store/StoreFormat.h"
 
@@ -28,19 +26,6 @@ NexthopStatusEntry entryOf(const char* addr, const char* prefix) {
     entry.prefix = *IpGenPrefix::parse(prefix);
   }
   return entry;
-}
-
-TEST(Crc32, IsZlibsOfAnyLengthAndInAnyPieces) {
-  std::string bytes;
-  for (unsigned index = 0; index < 100; ++index) {
-    const auto* raw = reinterpret_cast<const Bytef*>(bytes.data());
-    const auto whole = static_cast<std::uint32_t>(::crc32(0, raw, static_cast<uInt>(bytes.size())));
-    EXPECT_EQ(crc32(0, bytes), whole) << bytes.size();
-    const std::string_view front = std::string_view(bytes).substr(0, bytes.size() / 3);
-    EXPECT_EQ(crc32(crc32(0, front), std::string_view(bytes).substr(front.size())), whole);
-    bytes.push_back(static_cast<char>(index * 37 + 200));
-  }
-  EXPECT_EQ(crc32(0, "123456789"), 0xcbf43926U);
 }
 
 TEST(StoreFormat, AStatusEntryComesBackWhole) {
