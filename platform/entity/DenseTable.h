@@ -184,8 +184,8 @@ class DenseTable {
 
   // Members of whole cache lines begin with one, so that none takes a line more than it needs.
   static constexpr std::align_val_t blockAlignment{
-      sizeof(Member) % cacheLineBytes == 0 ? cacheLineBytes
-                                           : std::max(alignof(Member), alignof(std::uint64_t))};
+      std::max(alignof(Member),
+               sizeof(Member) % cacheLineBytes == 0 ? cacheLineBytes : alignof(std::uint64_t))};
 
   Member* members() const noexcept { return reinterpret_cast<Member*>(block_); }
   std::uint64_t* bitmap() const noexcept { return bitmap_; }

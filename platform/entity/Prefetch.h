@@ -15,9 +15,12 @@ inline void prefetch(const void* address) noexcept {
 
 inline constexpr std::size_t cacheLineBytes = 64;
 
-// All of an object, wherever in a line it begins.
+// All of an object, wherever in a line it begins; nothing for null.
 template <class T>
 void prefetchObject(const T* object) noexcept {
+  if (object == nullptr) {
+    return;
+  }
   const char* const first = reinterpret_cast<const char*>(object);
   for (std::size_t offset = 0; offset < sizeof(T); offset += cacheLineBytes) {
     prefetch(first + offset);

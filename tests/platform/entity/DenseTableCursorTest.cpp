@@ -240,6 +240,40 @@ TEST_F(DenseTableCursor, ACursorBeyondTheLastMemberStaysThereWhenTheTableGrows) 
   EXPECT_EQ(cursor.key(), 100U);
 }
 
+TEST_F(DenseTableCursor, ThePlaceOfAMemberIsItsOwnUntilTheWalkEnds) {
+  auto cursor = numbers->cursorAt(30);
+  const std::uint32_t place = cursor.place();
+  EXPECT_EQ(numbers->cursorAt(30).place(), place);
+  EXPECT_NE(numbers->cursorAt(20).place(), place);
+  numbers->remove(10);
+  numbers->remove(20);
+  numbers->remove(30);
+  numbers->insert(30);
+  for (std::uint64_t key = 100; key < 1100; ++key) {
+    numbers->insert(key);
+  }
+  EXPECT_EQ(cursor.place(), place);
+  EXPECT_GT(numbers->cursorAt(30).place(), numbers->cursorAt(50).place());
+  cursor.next();
+  EXPECT_EQ(cursor.key(), 40U);
+  EXPECT_EQ(cursor.place(), place + 1);
+}
+
+TEST_F(DenseTableCursor, AheadItSeesMembersByPlacesAndNoHoles) {
+  const auto cursor = numbers->cursorAt(20);
+  numbers->remove(40);
+  EXPECT_EQ(*cursor.ahead(0), 20U);
+  EXPECT_EQ(*cursor.ahead(1), 30U);
+  EXPECT_EQ(cursor.ahead(2), nullptr);
+  EXPECT_EQ(*cursor.ahead(3), 50U);
+  EXPECT_EQ(cursor.ahead(4), nullptr);
+  EXPECT_EQ(cursor.ahead(0xffffffffU), nullptr);
+  numbers->insert(60);
+  EXPECT_EQ(*cursor.ahead(4), 60U);
+  numbers = nullptr;
+  EXPECT_EQ(cursor.ahead(0), nullptr);
+}
+
 using DenseTableCursorDeathTest = DenseTableCursor;
 
 TEST_F(DenseTableCursorDeathTest, TheMemberUnderItMustBeThere) {

@@ -98,6 +98,30 @@ TEST_F(PublishedCollection, SettingAnAbsentKeyToTheDefaultPublishesTheInsertion)
   EXPECT_TRUE(port->mtu.has("a"));
 }
 
+TEST_F(PublishedCollection, ByAHashThatIsKnownItIsSetFoundAndRemovedAsWithoutIt) {
+  const std::uint32_t hash = hashOf("a");
+  EXPECT_EQ(port->mtu.find("a", hash), nullptr);
+  EXPECT_TRUE(port->mtu.set(*port, "a", 1, hash));
+  EXPECT_FALSE(port->mtu.set(*port, "a", 1, hash));
+  EXPECT_TRUE(port->mtu.set(*port, "a", 2, hash));
+  EXPECT_EQ(port->mtu.find("a", hash)->value, 2U);
+  EXPECT_EQ(log.take(), (Events{"mtu a=1 of a", "mtu a=2 of a"}));
+  EXPECT_EQ(port->mtu.remove(*port, "a", hash)->value, 2U);
+  EXPECT_FALSE(port->mtu.remove(*port, "a", hash));
+  EXPECT_EQ(log.take(), Events{"mtu a=0 of "});
+}
+
+TEST_F(PublishedCollection, HintsPublishNothing) {
+  port->mtu.prefetchFar(hashOf("a"));
+  port->mtu.prefetchNear(hashOf("a"));
+  port->mtu.set(*port, "a", 1);
+  log.take();
+  port->mtu.prefetchFar(hashOf("a"));
+  port->mtu.prefetchNear(hashOf("a"));
+  EXPECT_EQ(log.take(), Events{});
+  EXPECT_EQ(port->mtu.value("a"), 1U);
+}
+
 TEST_F(PublishedCollection, InsertPublishesOnlyAKeyThatWasAbsent) {
   EXPECT_TRUE(port->vlan.insert(*port, "a"));
   EXPECT_FALSE(port->vlan.insert(*port, "a"));
