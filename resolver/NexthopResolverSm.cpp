@@ -374,7 +374,7 @@ std::uint64_t NexthopResolverSm::reviewSlice(Task& task) {
                                        : reviewNexthop_.cursor();
   reviewNexthopBookmark_ = IpGenAddr();
   const std::size_t configured = nexthopVrfConfig_->nexthop().size();
-  if (nexthopVrfStatus_->nexthop().empty() &&
+  if (nexthopVrfStatus_->nexthop().empty() && fecIdToClientHop_ &&
       nexthopVrfStatus_->fecIdType() == NexthopStatusFecIdType::resolverId) {
     fecIdToClientHop_->clientNexthopToFecIdReserve(configured);
   }
