@@ -223,6 +223,51 @@ TYPED_TEST(RouteTable, TheHookGetsTheMessage) {
   EXPECT_EQ(this->log.take(), Events{"checksum of slot 7"});
 }
 
+TYPED_TEST(RouteTable, TellsAheadWhatARouteReadsAs) {
+  EXPECT_TRUE(this->table->routeHint(this->wide).isEq(Route()));
+  this->table->routeIs(this->wide, this->first);
+  EXPECT_TRUE(this->table->routeHint(this->wide).isEq(this->first));
+  EXPECT_TRUE(this->table->routeHint(this->narrow).isEq(Route()));
+  this->table->routeIs(this->wide, this->second);
+  EXPECT_TRUE(this->table->routeHint(this->wide).isEq(this->second));
+  this->table->routeDel(this->wide);
+  EXPECT_TRUE(this->table->routeHint(this->wide).isEq(Route()));
+}
+
+TYPED_TEST(RouteTable, HintsOfACorruptKeyNeitherThrowNorCallTheHookNorHealIt) {
+  this->table->routeIs(this->wide, this->first);
+  this->table->corruptionHookIs([this](const String& message) { this->log.add(message); });
+  this->table->corruptIs(this->wide);
+  this->logChanges();
+  this->table->prefetchFar(this->wide);
+  this->table->prefetchNear(this->wide);
+  static_cast<void>(this->table->routeHint(this->wide));
+  EXPECT_EQ(this->log.take(), Events{});
+  EXPECT_THROW(this->table->route(this->wide), RangeError);
+  EXPECT_EQ(this->table->routeCount(), 1U);
+}
+
+// A table that offers no more than it must.
+template <class Key>
+class PlainTable final : public RouteStatusOf<Key> {
+ public:
+  Route route(const Key& /*prefix*/) const override { return {11, 1, 2, 3}; }
+  void doCorruptionDetected(const String& /*message*/) const override {}
+  const TypeData& typeData() const override {
+    static const TypeData type("PlainTable");
+    return type;
+  }
+};
+
+TYPED_TEST(RouteTable, ATableNeedNotTellAnythingAhead) {
+  const Ptr<RouteStatusOf<typename TypeParam::Key>> plain =
+      makeEntity<PlainTable<typename TypeParam::Key>>();
+  plain->prefetchFar(this->wide);
+  plain->prefetchNear(this->wide);
+  EXPECT_TRUE(plain->routeHint(this->wide).isEq(Route()));
+  EXPECT_TRUE(plain->route(this->wide).isEq(this->first));
+}
+
 TYPED_TEST(RouteTable, TypeDataCountsTheRoutes) {
   this->table->routeIs(this->wide, this->first);
   const TypeData& type = this->table->typeData();

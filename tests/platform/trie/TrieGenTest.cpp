@@ -99,6 +99,24 @@ TEST(TrieGen, PublishesAPrefixOnlyWhenItIsReallyAddedOrRemoved) {
   EXPECT_THAT(announcements.notes, ElementsAre("10.0.0.0/8 there", "10.0.0.0/8 absent"));
 }
 
+TEST(TrieGen, ChangesCountsWhatIsReallyAddedOrRemovedAndNoAnnouncement) {
+  for (const AddressFamily family : {AddressFamily::ipv4, AddressFamily::ipv6}) {
+    const auto trie = makeEntity<TrieGen>("", family);
+    const IpGenPrefix all = prefix(family == AddressFamily::ipv4 ? "0.0.0.0/0" : "::/0");
+    trie->routeDel(all);
+    EXPECT_EQ(0U, trie->changes());
+    trie->routeIs(all, true);
+    trie->routeIs(all, true);
+    trie->changedPrefixIs(all);
+    EXPECT_EQ(1U, trie->changes());
+    trie->routeIs(all, false);
+    trie->routeDel(all);
+    EXPECT_EQ(2U, trie->changes());
+    trie->routeIs(all, true);
+    EXPECT_EQ(3U, trie->changes());
+  }
+}
+
 TEST(TrieGen, RouteIsFalseRemoves) {
   const auto trie = ipv4Trie();
   trie->routeIs(prefix("10.0.0.0/8"), true);

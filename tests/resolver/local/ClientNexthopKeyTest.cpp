@@ -52,6 +52,18 @@ TEST(ClientNexthopKey, EqualityTakesTheNameAndTheWholeNexthop) {
   EXPECT_TRUE(key != Key("bgp", addr("10.0.0.2")));
 }
 
+TEST(ClientNexthopKey, TheHashOfItsPartsIsItsHash) {
+  for (const char* name : {"", "bgp", "a name that is longer than what fits beside the length"}) {
+    for (const char* text : {"10.0.0.1", "0.0.0.0", "2001:db8::1", "::"}) {
+      const Key key(name, addr(text));
+      EXPECT_EQ(Key::hashOfParts(name, addr(text), seed), key.hash(seed));
+      EXPECT_EQ(Key::hashOfParts(name, addr(text)), hashOf(key));
+    }
+  }
+  EXPECT_NE(Key::hashOfParts("bgp", addr("10.0.0.1")), Key::hashOfParts("bgp", addr("10.0.0.2")));
+  EXPECT_NE(Key::hashOfParts("bgp", addr("::1")), Key::hashOfParts("bgp", addr("::1:0:0:0")));
+}
+
 TEST(ClientNexthopKey, KeysThatDifferOnlyInFamilyHashAlikeAndAreNotEqual) {
   const Key ipv4("bgp", addr("10.0.0.1"));
   const Key ipv6("bgp", ipv6Twin);

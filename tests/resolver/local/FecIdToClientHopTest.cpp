@@ -129,6 +129,20 @@ TEST_F(FecIdToClientHopTest, RemovingAllKeysWithoutSubscribersClears) {
   EXPECT_EQ(log.take(), Events{});
 }
 
+TEST_F(FecIdToClientHopTest, RoomReservedForMoreKeysPublishesNothingAndSparesTheirWriterGrowth) {
+  references->clientNexthopToFecIdIs(Key("bgp", addr("10.0.0.1")), 12);
+  log.take();
+  references->clientNexthopToFecIdReserve(1000);
+  EXPECT_EQ(log.take(), Events{});
+  EXPECT_EQ(references->clientNexthopToFecId(Key("bgp", addr("10.0.0.1"))), 12U);
+  const std::size_t reserved = references->clientNexthopToFecId().memory();
+  for (std::uint32_t i = 0; i < 1000; ++i) {
+    references->clientNexthopToFecIdIs(Key("bgp", IpGenAddr::ipv4(i)), 12);
+  }
+  EXPECT_EQ(references->clientNexthopToFecId().memory(), reserved);
+  EXPECT_EQ(references->clientNexthopToFecId().size(), 1001U);
+}
+
 TEST_F(FecIdToClientHopTest, TheFirstReferencePublishesTheFecThenTheClientThenTheKey) {
   EXPECT_EQ(add(12, "bgp", "10.0.0.1"),
             (Events{"fecIdRef 12 added, clients: 0",
