@@ -400,7 +400,10 @@ class OutdatedHints final : public Fib::RouteStatus {
     real->doCorruptionDetected(message);
   }
   Fib::Route routeHint(const Prefix& /*prefix*/) const noexcept override { return route7; }
-  const TypeData& typeData() const override { return real->typeData(); }
+  const TypeData& typeData() const override {
+    static const TypeData type("OutdatedHints");
+    return type;
+  }
 
   Ptr<Fib::MemoryRouteStatus> real;
 };
