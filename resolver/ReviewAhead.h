@@ -35,30 +35,32 @@ namespace Routing {
 
 class NexthopResolverSm;
 
+// A nexthop that was prepared.
+struct PreparedNexthop {
+  IpGenPrefix host;
+  std::uint32_t place = 0;
+  std::uint32_t hash = 0;
+  // The longest match in the FIB trie when that had changed so often.
+  bool matched = false;
+  std::uint32_t changes = 0;
+  IpGenPrefix match;
+
+  // For the preparation alone, as all that follows.
+  const TrieGen* fibTrie = nullptr;
+  const TrieGen* nexthopTrie = nullptr;
+  TrieSearch search;
+  TrieSearch nexthopSearch;
+  std::uint32_t keyHash = 0;
+  FecId fecId = 0;
+  const NexthopResolverFecIdRef* fec = nullptr;
+  const NexthopResolverClientRef* client = nullptr;
+};
+
 class ReviewAhead {
  public:
   using Cursor = DenseSet<IpGenAddr>::Cursor;
 
-  // A nexthop that was prepared.
-  struct Next {
-    IpGenPrefix host;
-    std::uint32_t place = 0;
-    std::uint32_t hash = 0;
-    // The longest match in the FIB trie when that had changed so often.
-    bool matched = false;
-    std::uint32_t changes = 0;
-    IpGenPrefix match;
-
-    // For the preparation alone, as all that follows.
-    const TrieGen* fibTrie = nullptr;
-    const TrieGen* nexthopTrie = nullptr;
-    TrieSearch search;
-    TrieSearch nexthopSearch;
-    std::uint32_t keyHash = 0;
-    FecId fecId = 0;
-    const NexthopResolverFecIdRef* fec = nullptr;
-    const NexthopResolverClientRef* client = nullptr;
-  };
+  using Next = PreparedNexthop;
 
   explicit ReviewAhead(const NexthopResolverSm& sm) noexcept;
 
@@ -83,7 +85,7 @@ class ReviewAhead {
 
   const NexthopResolverSm& sm_;
   // The client's nexthops are referenced.
-  const bool references_;
+  bool references_;
   // Made as they are prepared: many a run reviews one nexthop.
   std::array<std::optional<Next>, 24> next_;
   std::size_t count_ = 0;
