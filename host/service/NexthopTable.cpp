@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/entity/Assert.h"
+#include "platform/entity/Hash.h"
 
 namespace Routing::Host {
 
@@ -77,7 +78,7 @@ void NexthopTable::walk(const std::function<void(Group& group)>& visit) const {
 }
 
 void NexthopTable::prefetch(const Group& group, const IpGenAddr& addr) noexcept {
-  group.slotOf_.prefetchFar(addr);
+  group.slotOf_.prefetchFar(hashOf(addr));
 }
 
 bool NexthopTable::nexthopIs(Group& group, const IpGenAddr& addr, const Policy& policy) {
@@ -200,8 +201,8 @@ void NexthopTable::findWritten(const Group& group) {
   constexpr std::uint32_t nearAhead = 8;
   for (std::uint32_t index = 0; index < count; ++index) {
     if (index + farAhead < count) {
-      group.slotOf_.prefetchFar(group.writes_[index + farAhead].addr);
-      group.slotOf_.prefetchNear(group.writes_[index + nearAhead].addr);
+      group.slotOf_.prefetchFar(hashOf(group.writes_[index + farAhead].addr));
+      group.slotOf_.prefetchNear(hashOf(group.writes_[index + nearAhead].addr));
     }
     if (const SlotId* id = find(group, group.writes_[index].addr)) {
       written_[index] = *id;

@@ -9,6 +9,7 @@
 #include "host/loop/Log.h"
 #include "host/service/RequestError.h"
 #include "platform/entity/Dir.h"
+#include "platform/entity/Hash.h"
 
 namespace Routing::Host {
 
@@ -178,7 +179,7 @@ std::uint32_t Registrations::add(const String& user, const RegistrationBatch& ba
     for (std::size_t index = 0; index < batch.addrs.size(); ++index) {
       if (index + ahead < batch.addrs.size()) {
         NexthopTable::prefetch(*part.group, batch.addrs[index + ahead]);
-        part.config->nexthop().prefetchFar(batch.addrs[index + ahead]);
+        part.config->nexthop().prefetchFar(hashOf(batch.addrs[index + ahead]));
       }
       const IpGenAddr& addr = batch.addrs[index];
       policyIs(client, batch.vrf, addr, batch.policy);

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/entity/Hash.h"
+
 namespace Routing::Host {
 
 template <class Kind>
@@ -95,8 +97,8 @@ void ClientFollower<Kind>::collectEntries(FollowedVrf& vrf, StoreBatch& batch) {
   const std::vector<IpGenAddr> addrs = vrf.changed.take();
   for (std::size_t index = 0; index < addrs.size(); ++index) {
     if (index + farAhead < addrs.size()) {
-      members.prefetchFar(addrs[index + farAhead]);
-      members.prefetchNear(addrs[index + nearAhead]);
+      members.prefetchFar(hashOf(addrs[index + farAhead]));
+      members.prefetchNear(hashOf(addrs[index + nearAhead]));
     }
     collectEntry(vrf, addrs[index], batch);
   }
