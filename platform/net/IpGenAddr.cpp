@@ -194,7 +194,7 @@ std::optional<IpGenAddr> IpGenAddr::parse(std::string_view text) {
 
 IpGenAddr::Bytes IpGenAddr::bytes() const noexcept {
   Bytes bytes{};
-  for (unsigned i = 0; i < words_.size(); ++i) {
+  for (std::size_t i = 0; i < words_.size(); ++i) {
     // Written out, the four are one instruction.
     bytes[4 * i] = static_cast<std::uint8_t>(words_[i] >> 24U);
     bytes[4 * i + 1] = static_cast<std::uint8_t>(words_[i] >> 16U);
