@@ -318,7 +318,12 @@ void NexthopResolverSm::handleInitialized() {
                 nexthopVrfStatus_->fecIdType());
   reviewNexthopTaskIs(scheduler_, reviewPriority, "NexthopReview-" + vrfName_ + "-" + name_);
   initialized_ = true;
-  reviewNexthop_.reserve(nexthopVrfConfig_->nexthop().size());
+  const std::size_t configured = nexthopVrfConfig_->nexthop().size();
+  reviewNexthop_.reserve(configured);
+  // Once, for other clients' references stand there too: what comes later makes the table grow.
+  if (fecIdToClientHop_ && nexthopVrfStatus_->fecIdType() == NexthopStatusFecIdType::resolverId) {
+    fecIdToClientHop_->clientNexthopToFecIdReserve(configured);
+  }
   for (auto cursor = nexthopVrfConfig_->nexthop().cursor(); !cursor.atEnd(); cursor.next()) {
     reviewNexthopIs(cursor.key());
   }
@@ -373,12 +378,7 @@ std::uint64_t NexthopResolverSm::reviewSlice(Task& task) {
   auto cursor = reviewNexthopBookmark_ ? reviewNexthop_.cursorAt(reviewNexthopBookmark_)
                                        : reviewNexthop_.cursor();
   reviewNexthopBookmark_ = IpGenAddr();
-  const std::size_t configured = nexthopVrfConfig_->nexthop().size();
-  if (nexthopVrfStatus_->nexthop().empty() && fecIdToClientHop_ &&
-      nexthopVrfStatus_->fecIdType() == NexthopStatusFecIdType::resolverId) {
-    fecIdToClientHop_->clientNexthopToFecIdReserve(configured);
-  }
-  nexthopVrfStatus_->nexthopReserve(configured);
+  nexthopVrfStatus_->nexthopReserve(nexthopVrfConfig_->nexthop().size());
   ReviewAhead ahead(*this);
   std::uint64_t count = 0;
   while (!cursor.atEnd()) {
