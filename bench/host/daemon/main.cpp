@@ -8,6 +8,7 @@
 //   --endurance MINUTES  instead of all this, so long under 1,000 route changes a second
 //   --check          exit code 1 when a target is missed
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -102,11 +103,10 @@ void require(bool done, const char* what) {
 void makeLinks(const Host::Testing::Namespace& net, std::size_t gateways) {
   for (std::size_t link = 0; link * gatewaysOfLink < gateways; ++link) {
     const std::string name = "v" + std::to_string(link);
-    const std::string address = "10.255." + std::to_string(link) + ".1/24";
-    require(net.ipTry("link add " + name + " type veth peer name " + name + "peer") &&
-                net.ipTry("link set " + name + " up group " + linkGroup) &&
-                net.ipTry("link set " + name + "peer up") &&
-                net.ipTry("addr add " + address + " dev " + name),
+    require(net.ipTry(fmt::format("link add {0} type veth peer name {0}peer", name)) &&
+                net.ipTry(fmt::format("link set {} up group {}", name, linkGroup)) &&
+                net.ipTry(fmt::format("link set {}peer up", name)) &&
+                net.ipTry(fmt::format("addr add 10.255.{}.1/24 dev {}", link, name)),
             "cannot make a link");
   }
 }
