@@ -1,6 +1,7 @@
 #include "resolver/NexthopResolverLocal.h"
 
 #include <string>
+#include <utility>
 
 #include "platform/entity/Assert.h"
 #include "platform/entity/Hash.h"
@@ -137,26 +138,24 @@ void FecIdToClientHop::fecIdRefDelAll() {
 
 // Whoever is notified may release the index: each of the reference operations holds it.
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the name may belong to what goes
 void FecIdToClientHop::addReference(FecId fecId, String clientName, IpGenAddr nexthop) {
   const Ptr<FecIdToClientHop> self(this);
-  const NexthopResolverClientNexthopKey key(clientName, nexthop);
+  const NexthopResolverClientNexthopKey key(std::move(clientName), nexthop);
   const std::uint32_t hash = hashOf(key);
   const auto* const entry = clientNexthopToFecId_.find(key, hash);
   const FecId old = entry == nullptr ? 0 : entry->value;
   if (old == fecId) {
     return;
   }
-  fecIdRefIs(fecId)->updateClientRef(clientName, nexthop, true);
+  fecIdRefIs(fecId)->updateClientRef(key.clientName(), nexthop, true);
   if (old != 0) {
-    deleteReference(old, clientName, nexthop);
+    deleteReference(old, key, hash);
   }
   clientNexthopToFecId_.set(*this, key, fecId, hash);
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the name may belong to what goes
 void FecIdToClientHop::deleteReference(FecId fecId, String clientName, IpGenAddr nexthop) {
-  const NexthopResolverClientNexthopKey key(clientName, nexthop);
+  const NexthopResolverClientNexthopKey key(std::move(clientName), nexthop);
   deleteReference(fecId, key, hashOf(key));
 }
 

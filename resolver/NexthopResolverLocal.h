@@ -24,6 +24,7 @@
 #include <compare>
 #include <cstdint>
 #include <string_view>
+#include <utility>
 
 #include "platform/entity/DenseTable.h"
 #include "platform/entity/Entity.h"
@@ -45,8 +46,8 @@ class NexthopResolverClientNexthopKey {
   static constexpr std::string_view typeName = "Routing::NexthopResolverClientNexthopKey";
 
   NexthopResolverClientNexthopKey() = default;
-  NexthopResolverClientNexthopKey(const String& clientName, const IpGenAddr& nexthop)
-      : clientName_(clientName), nexthop_(nexthop) {}
+  NexthopResolverClientNexthopKey(String clientName, const IpGenAddr& nexthop)
+      : clientName_(std::move(clientName)), nexthop_(nexthop) {}
   // Reads "clientName=NAME nexthop=ADDRESS". Throws: DeserialisationError.
   explicit NexthopResolverClientNexthopKey(StrepReader& reader);
 

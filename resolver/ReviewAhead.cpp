@@ -150,11 +150,9 @@ FecId ReviewAhead::fecIdOf(const Next& next) const {
     sm_.withRoutes(next.match, [&fecId](const auto& routes, const auto& key) {
       fecId = routes.routeHint(key).fecId();
     });
-  } else {
-    const NexthopResolverClientNexthopKey key(sm_.name(), next.host.address());
-    const auto* const entry =
-        sm_.fecIdToClientHop()->clientNexthopToFecId().find(key, next.keyHash);
-    fecId = entry == nullptr ? 0 : entry->value;
+  } else if (const auto* const entry =
+                 sm_.fecIdToClientHop()->clientNexthopToFecId().hint(next.keyHash)) {
+    fecId = entry->value;
   }
   return fecId;
 }
@@ -162,22 +160,31 @@ FecId ReviewAhead::fecIdOf(const Next& next) const {
 void ReviewAhead::fetchReferences() {
   const auto& references = sm_.fecIdToClientHop()->fecIdRef();
   const auto& identifiers = sm_.fecIdToResolverId()->fecIdToResolverIdMap();
+  // Neighbours often share their FEC: what was found for the one is there for the other.
+  const Next* before = nullptr;
   for (auto& prepared : batch()) {
     Next& next = *prepared;
     next.fecId = fecIdOf(next);
-    references.prefetchFar(hashOf(next.fecId));
-    identifiers.prefetchFar(hashOf(next.fecId));
+    next.sharesFec = before != nullptr && before->fecId == next.fecId;
+    before = &next;
+    if (!next.sharesFec) {
+      next.fecHash = hashOf(next.fecId);
+      references.prefetchFar(next.fecHash);
+      identifiers.prefetchFar(next.fecHash);
+    }
   }
   for (const auto& prepared : batch()) {
     const Next& next = *prepared;
-    references.prefetchNear(hashOf(next.fecId));
-    identifiers.prefetchNear(hashOf(next.fecId));
+    if (!next.sharesFec) {
+      references.prefetchNear(next.fecHash);
+      identifiers.prefetchNear(next.fecHash);
+    }
   }
   for (auto& prepared : batch()) {
     Next& next = *prepared;
-    const auto* const entry = references.find(next.fecId);
-    next.fec = entry == nullptr ? nullptr : entry->value.get();
-    if (next.fec != nullptr) {
+    if (!next.sharesFec) {
+      const auto* const entry = references.find(next.fecId, next.fecHash);
+      next.fec = entry == nullptr ? nullptr : entry->value.get();
       prefetchObject(next.fec);
     }
   }
@@ -190,12 +197,14 @@ void ReviewAhead::fetchReferences() {
   }
   for (auto& prepared : batch()) {
     Next& next = *prepared;
-    const auto* const entry =
-        next.fec == nullptr ? nullptr : next.fec->clientRef().find(sm_.name(), nameHash);
-    next.client = entry == nullptr ? nullptr : entry->value.get();
-    if (next.client != nullptr) {
+    if (next.sharesFec) {
+      next.client = before->client;
+    } else if (next.fec != nullptr) {
+      const auto* const entry = next.fec->clientRef().find(sm_.name(), nameHash);
+      next.client = entry == nullptr ? nullptr : entry->value.get();
       prefetchObject(next.client);
     }
+    before = &next;
   }
   for (const auto& prepared : batch()) {
     const Next& next = *prepared;

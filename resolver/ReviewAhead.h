@@ -52,6 +52,9 @@ struct PreparedNexthop {
   TrieSearch nexthopSearch;
   std::uint32_t keyHash = 0;
   FecId fecId = 0;
+  std::uint32_t fecHash = 0;
+  // With the nexthop before it.
+  bool sharesFec = false;
   const NexthopResolverFecIdRef* fec = nullptr;
   const NexthopResolverClientRef* client = nullptr;
 };

@@ -35,7 +35,7 @@ class DenseCursor {
   }
   // The member under the cursor. Requires: it has not been removed.
   const Member& member() const noexcept {
-    ROUTING_ASSERT(!atEnd() && table_->used(place_) && "the cursor stands on a member");
+    ROUTING_ASSERT(!atEnd() && table_->places_.used(place_) && "the cursor stands on a member");
     return table_->members()[place_];
   }
   decltype(auto) key() const noexcept { return KeyOf::key(member()); }
@@ -48,7 +48,7 @@ class DenseCursor {
   // is a hole.
   const Member* ahead(std::uint32_t places) const noexcept {
     const bool there = table_ != nullptr && places < table_->end_ &&
-                       place_ < table_->end_ - places && table_->used(place_ + places);
+                       place_ < table_->end_ - places && table_->places_.used(place_ + places);
     return there ? table_->members() + place_ + places : nullptr;
   }
 

@@ -100,16 +100,24 @@ class DenseTable {
       prefetch(slots() + (hash & slotMask_));
     } else {
       prefetch(members());
-      prefetch(bitmap());
+      prefetch(places_.words());
     }
   }
   void prefetchNear(std::uint32_t hash) const noexcept {
+    const Member* const member = hint(hash);
+    prefetchObject(member == nullptr ? members() + end_ : member);
+  }
+  // What find would most likely return, for who prepares: another member when their hashes look
+  // alike, null in a table without an index.
+  const Member* hint(std::uint32_t hash) const noexcept {
+    if (!indexed()) {
+      return nullptr;
+    }
     std::uint32_t at = hash & slotMask_;
-    while (indexed() && slots()[at] != 0 && !mayBe(slots()[at], hash)) {
+    while (slots()[at] != 0 && !mayBe(slots()[at], hash)) {
       at = (at + 1) & slotMask_;
     }
-    const bool there = indexed() && slots()[at] != 0;
-    prefetchObject(members() + (there ? placeOf(slots()[at]) : end_));
+    return slots()[at] == 0 ? nullptr : members() + placeOf(slots()[at]);
   }
 
   // Inserts the member unless its key is there. True when inserted.
@@ -142,7 +150,7 @@ class DenseTable {
     if (slot == noSlot) {
       return std::nullopt;
     }
-    std::optional<Member> removed(take(slot));
+    std::optional<Member> removed = take(slot);
     compactIfDue();
     return removed;
   }
@@ -180,7 +188,6 @@ class DenseTable {
   static constexpr std::uint32_t leastCapacity = 2;
   static constexpr std::uint32_t mostInSmall = 1024;
   static constexpr std::uint32_t mostCapacity = 1U << 30U;
-  static constexpr std::uint32_t bitsPerWord = DenseLayout::bitsPerWord;
 
   // Members of whole cache lines begin with one, so that none takes a line more than it needs.
   static constexpr std::align_val_t blockAlignment{
@@ -188,28 +195,10 @@ class DenseTable {
                sizeof(Member) % cacheLineBytes == 0 ? cacheLineBytes : alignof(std::uint64_t))};
 
   Member* members() const noexcept { return reinterpret_cast<Member*>(block_); }
-  std::uint64_t* bitmap() const noexcept { return bitmap_; }
   std::uint32_t* slots() const noexcept { return slots_; }
 
-  bool used(std::uint32_t place) const noexcept {
-    return (bitmap()[place / bitsPerWord] >> (place % bitsPerWord) & 1U) != 0;
-  }
   // The first used place from this one on; end_ when there is none.
-  std::uint32_t usedPlace(std::uint32_t from) const noexcept {
-    if (from >= end_) {
-      return end_;
-    }
-    std::uint32_t word = from / bitsPerWord;
-    std::uint64_t bits = bitmap()[word] >> (from % bitsPerWord) << (from % bitsPerWord);
-    const std::uint32_t words = (end_ + bitsPerWord - 1) / bitsPerWord;
-    while (bits == 0) {
-      if (++word == words) {
-        return end_;
-      }
-      bits = bitmap()[word];
-    }
-    return word * bitsPerWord + static_cast<std::uint32_t>(std::countr_zero(bits));
-  }
+  std::uint32_t usedPlace(std::uint32_t from) const noexcept { return places_.next(from, end_); }
 
   bool indexed() const noexcept { return slotMask_ != 0; }
   std::uint32_t hashIfIndexed(const Key& key) const noexcept { return indexed() ? hashOf(key) : 0; }
@@ -242,8 +231,8 @@ class DenseTable {
     }
   }
   std::uint32_t findUnindexed(const Key& key) const noexcept {
-    static_assert(DenseLayout::mostUnindexed <= bitsPerWord);
-    for (std::uint64_t bits = block_ == nullptr ? 0 : *bitmap(); bits != 0; bits &= bits - 1) {
+    static_assert(DenseLayout::mostUnindexed <= DenseLayout::bitsPerWord);
+    for (std::uint64_t bits = block_ == nullptr ? 0 : *places_.words(); bits != 0; bits &= bits - 1) {
       const auto place = static_cast<std::uint32_t>(std::countr_zero(bits));
       if (KeyOf::key(members()[place]) == key) {
         return place;
@@ -283,7 +272,7 @@ class DenseTable {
     }
     const std::uint32_t place = end_;
     std::construct_at(members() + place, std::move(member));
-    bitmap()[place / bitsPerWord] |= std::uint64_t{1} << (place % bitsPerWord);
+    places_.use(place);
     if (indexed()) {
       enterSlot(place, hash);
     }
@@ -291,14 +280,14 @@ class DenseTable {
     ++size_;
   }
   // Takes the member of the slot out; it leaves a hole.
-  Member take(std::uint32_t slot) noexcept {
+  std::optional<Member> take(std::uint32_t slot) noexcept {
     const std::uint32_t place = placeAt(slot);
     if (indexed()) {
       leaveSlot(slot);
     }
-    bitmap()[place / bitsPerWord] &= ~(std::uint64_t{1} << (place % bitsPerWord));
+    places_.free(place);
     --size_;
-    Member taken(std::move(members()[place]));
+    std::optional<Member> taken(std::move(members()[place]));
     std::destroy_at(members() + place);
     if (place == begin_) {
       begin_ = usedPlace(place + 1);
@@ -323,7 +312,10 @@ class DenseTable {
     }
     return false;
   }
-  std::size_t grownCapacity() const noexcept { return std::size_t{capacity_} + capacity_ / 2 + 1; }
+  // Twice as much; by half only where holes say that members go as others come.
+  std::size_t grownCapacity() const noexcept {
+    return std::size_t{capacity_} + (end_ == size_ ? capacity_ : capacity_ / 2) + 1;
+  }
   static std::uint32_t checkedCapacity(std::size_t members) {
     if (members > mostCapacity) {
       throw std::bad_alloc();
@@ -337,6 +329,7 @@ class DenseTable {
     grown.begin_ = begin_;
     for (std::uint32_t place = usedPlace(begin_); place < end_; place = usedPlace(place + 1)) {
       moveMember(grown, place, place);
+      grown.end_ = place + 1;
     }
     adopt(grown);
   }
@@ -366,11 +359,7 @@ class DenseTable {
     }
     begin_ = 0;
     end_ = size_;
-    for (std::uint32_t word = 0; word <= (capacity_ - 1) / bitsPerWord; ++word) {
-      const std::uint32_t first = word * bitsPerWord;
-      const std::uint32_t filled = end_ > first ? std::min(end_ - first, bitsPerWord) : 0;
-      bitmap()[word] = filled == bitsPerWord ? ~std::uint64_t{0} : (std::uint64_t{1} << filled) - 1;
-    }
+    places_.useFirst(size_, capacity_);
     reindex();
   }
   // False when there is no memory for a smaller block; the present one serves on.
@@ -385,6 +374,7 @@ class DenseTable {
     for (std::uint32_t from = usedPlace(begin_); from < end_; from = usedPlace(from + 1)) {
       moveMember(smaller, from, to++);
     }
+    smaller.end_ = to;
     adopt(smaller);
     return true;
   }
@@ -404,14 +394,13 @@ class DenseTable {
       target.enterSlot(to, hashOf(KeyOf::key(member)));
     }
     std::construct_at(target.members() + to, std::move(member));
-    target.bitmap()[to / bitsPerWord] |= std::uint64_t{1} << (to % bitsPerWord);
-    target.end_ = to + 1;
-    ++target.size_;
+    target.places_.use(to);
     std::destroy_at(&member);
   }
   // Takes over the block of a table that this one's members were moved to.
   void adopt(DenseTable& other) noexcept {
     const std::uint32_t end = cursors_ == nullptr ? other.end_ : end_;
+    other.size_ = size_;
     releaseBlock();
     swapBlock(other);
     // With cursors open the holes at the end stay places, so that a cursor there is not beyond it.
@@ -420,9 +409,9 @@ class DenseTable {
   void allocate(std::uint32_t capacity) {
     const DenseLayout layout(sizeof(Member), capacity);
     block_ = static_cast<std::byte*>(::operator new(layout.bytes, blockAlignment));
-    bitmap_ = reinterpret_cast<std::uint64_t*>(block_ + layout.bitmapAt);
+    places_ = DensePlaces(reinterpret_cast<std::uint64_t*>(block_ + layout.bitmapAt));
+    places_.useFirst(0, capacity);
     slots_ = reinterpret_cast<std::uint32_t*>(block_ + layout.slotsAt);
-    std::fill_n(bitmap_, (capacity + bitsPerWord - 1) / bitsPerWord, 0U);
     std::fill_n(slots_, layout.slotCount, 0U);
     capacity_ = capacity;
     slotMask_ = layout.slotCount == 0 ? 0 : layout.slotCount - 1;
@@ -443,13 +432,13 @@ class DenseTable {
   void releaseBlock() noexcept {
     ::operator delete(block_, blockAlignment);
     block_ = nullptr;
-    bitmap_ = nullptr;
+    places_ = DensePlaces();
     slots_ = nullptr;
     capacity_ = begin_ = end_ = size_ = usedSlots_ = slotMask_ = placeMask_ = 0;
   }
   void swapBlock(DenseTable& other) noexcept {
     std::swap(block_, other.block_);
-    std::swap(bitmap_, other.bitmap_);
+    std::swap(places_, other.places_);
     std::swap(slots_, other.slots_);
     std::swap(capacity_, other.capacity_);
     std::swap(begin_, other.begin_);
@@ -470,7 +459,7 @@ class DenseTable {
   }
 
   std::byte* block_ = nullptr;
-  std::uint64_t* bitmap_ = nullptr;
+  DensePlaces places_;
   std::uint32_t* slots_ = nullptr;
   mutable Cursor* cursors_ = nullptr;
   std::uint32_t capacity_ = 0;   // places in the block

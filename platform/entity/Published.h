@@ -48,6 +48,7 @@ class PublishedTable {
   const Member* find(const Key& key, std::uint32_t hash) const noexcept {
     return table_.find(key, hash);
   }
+  const Member* hint(std::uint32_t hash) const noexcept { return table_.hint(hash); }
   void prefetchFar(std::uint32_t hash) const noexcept { table_.prefetchFar(hash); }
   void prefetchNear(std::uint32_t hash) const noexcept { table_.prefetchNear(hash); }
 
@@ -73,10 +74,10 @@ class PublishedTable {
   }
   // The same, for who has the key's hash already.
   std::optional<Member> remove(const Publisher& publisher, const Key& oldKey, std::uint32_t hash) {
-    const Key key = oldKey;
-    std::optional<Member> removed = table_.remove(key, hash);
+    // The key that was given may have been the member's own.
+    std::optional<Member> removed = table_.remove(oldKey, hash);
     if (removed) {
-      publisher.publish(field, &key);
+      publisher.publish(field, &KeyOf::key(*removed));
     }
     return removed;
   }
@@ -121,16 +122,17 @@ class PublishedMap : public PublishedTable<field, DenseMapEntry<Key, Value>, Ent
   }
   // The same, for who has the key's hash already.
   bool set(const Publisher& publisher, const Key& oldKey, Value value, std::uint32_t hash) {
-    const Key key = oldKey;
-    if (auto* entry = this->table_.find(key, hash)) {
+    if (auto* entry = this->table_.find(oldKey, hash)) {
       if (entry->value == value) {
         return false;
       }
       std::swap(entry->value, value);
     } else {
-      this->table_.insertNew({key, std::move(value)}, hash);
+      this->table_.insertNew({oldKey, std::move(value)}, hash);
     }
-    publisher.publish(field, &key);
+    if (publisher.hasSubscribers()) {
+      this->announce(publisher, oldKey);
+    }
     return true;
   }
 };
