@@ -428,6 +428,9 @@ void NexthopResolverSm::handleChangedRoute(const char* operation,
     return;
   }
   const Ptr<TrieGen> walked = nexthopTrie;
+  if (prefix.isHost()) {
+    ReviewAhead::fetchNexthop(*this, *walked, prefix);
+  }
   if (isIgnoredRoute(walked, prefix)) {
     ROUTING_TRACE(traceFacility,
                   8,
@@ -438,16 +441,8 @@ void NexthopResolverSm::handleChangedRoute(const char* operation,
                   prefix);
     return;
   }
-  // A host route moves one nexthop. Its status is fetched while the trie is walked.
-  const std::uint32_t hash = prefix.isHost() ? hashOf(prefix.address()) : 0;
-  if (prefix.isHost()) {
-    nexthopVrfStatus_->nexthop().prefetchFar(hash);
-  }
   const auto callback = nexthopTrieCallbackFactory(Ptr<NexthopResolverSm>(this));
   walked->preOrderWalk(prefix, callback);
-  if (prefix.isHost()) {
-    nexthopVrfStatus_->nexthop().prefetchNear(hash);
-  }
   if (callback->count() != 0) {
     reviewNexthopTask_->scheduleTask();
   }

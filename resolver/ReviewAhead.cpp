@@ -33,6 +33,18 @@ const ReviewAhead::Next& ReviewAhead::at(const Cursor& cursor) {
   return *next_[index_];
 }
 
+void ReviewAhead::fetchNexthop(const NexthopResolverSm& sm,
+                               const TrieGen& nexthopTrie,
+                               const IpGenPrefix& host) noexcept {
+  const std::uint32_t hash = hashOf(host.address());
+  sm.nexthopVrfConfig()->nexthop().prefetchFar(hash);
+  sm.nexthopVrfStatus()->nexthop().prefetchFar(hash);
+  TrieSearch search = nexthopTrie.searchBegin(host);
+  sm.nexthopVrfConfig()->nexthop().prefetchNear(hash);
+  sm.nexthopVrfStatus()->nexthop().prefetchNear(hash);
+  nexthopTrie.searchStep(host, search);
+}
+
 void ReviewAhead::prepare(const Cursor& cursor) {
   fetchQueue(cursor);
   fetchMembers();

@@ -67,6 +67,12 @@ class ReviewAhead {
 
   explicit ReviewAhead(const NexthopResolverSm& sm) noexcept;
 
+  // For a host route, which moves one nexthop at most: fetches what will decide about that and what
+  // its review will write.
+  static void fetchNexthop(const NexthopResolverSm& sm,
+                           const TrieGen& nexthopTrie,
+                           const IpGenPrefix& host) noexcept;
+
   // The nexthop under the cursor, prepared together with those after it.
   const Next& at(const Cursor& cursor);
   // The longest match for the nexthop in the FIB trie of its family, as that is now; the empty

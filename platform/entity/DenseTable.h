@@ -312,9 +312,12 @@ class DenseTable {
     }
     return false;
   }
-  // Twice as much; by half only where holes say that members go as others come.
+  // A large table that only grew doubles. Others grow by half: small ones because there are many,
+  // and where there are holes, because members go as others come.
   std::size_t grownCapacity() const noexcept {
-    return std::size_t{capacity_} + (end_ == size_ ? capacity_ : capacity_ / 2) + 1;
+    const bool onlyGrew = end_ == size_;
+    return std::size_t{capacity_} +
+           (capacity_ > mostInSmall && onlyGrew ? capacity_ : capacity_ / 2) + 1;
   }
   static std::uint32_t checkedCapacity(std::size_t members) {
     if (members > mostCapacity) {
