@@ -21,8 +21,8 @@ std::uint32_t NexthopResolverClientNexthopKey::hashOfParts(std::string_view clie
   const IpGenAddr::Words& words = nexthop.words();
   return HashState(seed)
       .mix(clientName)
-      .mix(std::uint64_t{words[0]} << 32U | words[1])
-      .mix(std::uint64_t{words[2]} << 32U | words[3])
+      .mix(IpGenAddr::pairOf(words, 0))
+      .mix(IpGenAddr::pairOf(words, 2))
       .result();
 }
 

@@ -165,11 +165,6 @@ const Ptr<TrieGen>& NexthopResolverSm::nexthopTrie6Is(const String& name, Addres
   return nexthopTrie6_;
 }
 
-IpGenAddr NexthopResolverSm::reviewNexthopIs(const IpGenAddr& addr) {
-  reviewNexthop_.insert(addr);
-  return addr;
-}
-
 const Ptr<Task>& NexthopResolverSm::reviewNexthopTaskIs(const Ptr<TaskScheduler>& scheduler,
                                                         TaskPriority priority,
                                                         const String& name) {

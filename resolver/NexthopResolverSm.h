@@ -119,7 +119,10 @@ class NexthopResolverSm final : public Entity {
 
   // The nexthops that wait to be processed.
   const DenseSet<IpGenAddr>& reviewNexthop() const noexcept { return reviewNexthop_; }
-  IpGenAddr reviewNexthopIs(const IpGenAddr& addr);
+  IpGenAddr reviewNexthopIs(const IpGenAddr& addr) {
+    reviewNexthop_.insert(addr);
+    return addr;
+  }
   void reviewNexthopDel(const IpGenAddr& addr) { reviewNexthop_.remove(addr); }
   void reviewNexthopDelAll() { reviewNexthop_.clear(); }
   bool reviewNexthopHas(const IpGenAddr& addr) const noexcept { return reviewNexthop_.has(addr); }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <memory>
 
 #include "platform/entity/Prefetch.h"
 #include "resolver/NexthopResolverSm.h"
@@ -24,13 +25,13 @@ const Ptr<TrieGen>& ReviewAhead::nexthopTrie(const Next& next) const {
 
 const ReviewAhead::Next& ReviewAhead::at(const Cursor& cursor) {
   // Those that left the queue since they were prepared are passed over.
-  while (index_ < count_ && next_[index_]->place != cursor.place()) {
+  while (index_ < count_ && next_[index_].place != cursor.place()) {
     ++index_;
   }
   if (index_ == count_) {
     prepare(cursor);
   }
-  return *next_[index_];
+  return next_[index_];
 }
 
 void ReviewAhead::fetchNexthop(const NexthopResolverSm& sm,
@@ -62,7 +63,8 @@ void ReviewAhead::fetchQueue(const Cursor& cursor) {
   const auto most = static_cast<std::uint32_t>(next_.size());
   for (std::uint32_t places = 0; places < std::min(most, cursor.placesLeft()); ++places) {
     if (const IpGenAddr* const addr = cursor.ahead(places)) {
-      Next& next = next_[count_++].emplace();
+      Next& next = *std::construct_at(&next_[count_]);
+      ++count_;
       next.host = IpGenPrefix::host(*addr);
       next.place = cursor.place() + places;
       next.hash = hashOf(*addr);
@@ -78,8 +80,7 @@ void ReviewAhead::fetchQueue(const Cursor& cursor) {
 }
 
 void ReviewAhead::fetchMembers() {
-  for (const auto& prepared : batch()) {
-    const Next& next = *prepared;
+  for (const Next& next : batch()) {
     sm_.nexthopVrfConfig()->nexthop().prefetchNear(next.hash);
     sm_.nexthopVrfStatus()->nexthop().prefetchNear(next.hash);
     if (references_) {
@@ -94,23 +95,26 @@ namespace {
 template <class Searches>
 void stepEach(std::uint32_t& waiting, const Searches& step) {
   for (std::uint32_t bits = waiting; bits != 0; bits &= bits - 1) {
-    if (!step(static_cast<std::size_t>(std::countr_zero(bits)))) {
-      waiting ^= bits & (~bits + 1);
-    }
+    const auto i = static_cast<unsigned>(std::countr_zero(bits));
+    waiting &= ~(std::uint32_t{!step(i)} << i);
   }
 }
 
 }  // namespace
 
+bool ReviewAhead::seemsConfigured(const Next& next) const {
+  const NexthopVrfConfig& config = *sm_.nexthopVrfConfig();
+  return config.nexthop().hint(next.hash) != nullptr ||
+         config.nexthopConfigured(next.host.address(), next.hash);
+}
+
 void ReviewAhead::fetchTries() {
   std::uint32_t matches = 0;
   std::uint32_t nexthops = 0;
   for (std::size_t i = 0; i < count_; ++i) {
-    Next& next = *next_[i];
+    Next& next = next_[i];
     next.nexthopTrie = nexthopTrie(next).get();
-    next.fibTrie = sm_.nexthopVrfConfig()->nexthopConfigured(next.host.address(), next.hash)
-                       ? fibTrie(next).get()
-                       : nullptr;
+    next.fibTrie = seemsConfigured(next) ? fibTrie(next).get() : nullptr;
     if (next.fibTrie != nullptr) {
       next.search = next.fibTrie->searchBegin(next.host);
       matches |= 1U << i;
@@ -122,19 +126,18 @@ void ReviewAhead::fetchTries() {
   }
   while ((matches | nexthops) != 0) {
     stepEach(matches, [this](std::size_t i) {
-      Next& next = *next_[i];
+      Next& next = next_[i];
       return next.fibTrie->searchStep(next.host, next.search);
     });
     stepEach(nexthops, [this](std::size_t i) {
-      Next& next = *next_[i];
+      Next& next = next_[i];
       return next.nexthopTrie->searchStep(next.host, next.nexthopSearch);
     });
   }
 }
 
 void ReviewAhead::fetchMatches() {
-  for (auto& prepared : batch()) {
-    Next& next = *prepared;
+  for (Next& next : batch()) {
     next.matched = next.fibTrie != nullptr;
     if (next.matched) {
       next.match = next.fibTrie->searchEnd(next.host, next.search);
@@ -146,8 +149,7 @@ void ReviewAhead::fetchMatches() {
 }
 
 void ReviewAhead::fetchRoutes() {
-  for (const auto& prepared : batch()) {
-    const Next& next = *prepared;
+  for (const Next& next : batch()) {
     if (next.matched) {
       sm_.withRoutes(next.match,
                      [](const auto& routes, const auto& key) { routes.prefetchNear(key); });
@@ -162,9 +164,9 @@ FecId ReviewAhead::fecIdOf(const Next& next) const {
     sm_.withRoutes(next.match, [&fecId](const auto& routes, const auto& key) {
       fecId = routes.routeHint(key).fecId();
     });
-  } else if (const auto* const entry =
-                 sm_.fecIdToClientHop()->clientNexthopToFecId().hint(next.keyHash)) {
-    fecId = entry->value;
+  } else {
+    const auto* const entry = sm_.fecIdToClientHop()->clientNexthopToFecId().hint(next.keyHash);
+    fecId = entry == nullptr ? 0 : entry->value;
   }
   return fecId;
 }
@@ -174,8 +176,7 @@ void ReviewAhead::fetchReferences() {
   const auto& identifiers = sm_.fecIdToResolverId()->fecIdToResolverIdMap();
   // Neighbours often share their FEC: what was found for the one is there for the other.
   const Next* before = nullptr;
-  for (auto& prepared : batch()) {
-    Next& next = *prepared;
+  for (Next& next : batch()) {
     next.fecId = fecIdOf(next);
     next.sharesFec = before != nullptr && before->fecId == next.fecId;
     before = &next;
@@ -185,15 +186,13 @@ void ReviewAhead::fetchReferences() {
       identifiers.prefetchFar(next.fecHash);
     }
   }
-  for (const auto& prepared : batch()) {
-    const Next& next = *prepared;
+  for (const Next& next : batch()) {
     if (!next.sharesFec) {
       references.prefetchNear(next.fecHash);
       identifiers.prefetchNear(next.fecHash);
     }
   }
-  for (auto& prepared : batch()) {
-    Next& next = *prepared;
+  for (Next& next : batch()) {
     if (!next.sharesFec) {
       const auto* const entry = references.find(next.fecId, next.fecHash);
       next.fec = entry == nullptr ? nullptr : entry->value.get();
@@ -201,14 +200,12 @@ void ReviewAhead::fetchReferences() {
     }
   }
   const std::uint32_t nameHash = hashOf(sm_.name());
-  for (const auto& prepared : batch()) {
-    const Next& next = *prepared;
+  for (const Next& next : batch()) {
     if (next.fec != nullptr) {
       next.fec->clientRef().prefetchFar(nameHash);
     }
   }
-  for (auto& prepared : batch()) {
-    Next& next = *prepared;
+  for (Next& next : batch()) {
     if (next.sharesFec) {
       next.client = before->client;
     } else if (next.fec != nullptr) {
@@ -218,14 +215,12 @@ void ReviewAhead::fetchReferences() {
     }
     before = &next;
   }
-  for (const auto& prepared : batch()) {
-    const Next& next = *prepared;
+  for (const Next& next : batch()) {
     if (next.client != nullptr) {
       next.client->nexthopRef().prefetchFar(next.hash);
     }
   }
-  for (const auto& prepared : batch()) {
-    const Next& next = *prepared;
+  for (const Next& next : batch()) {
     if (next.client != nullptr) {
       next.client->nexthopRef().prefetchNear(next.hash);
     }

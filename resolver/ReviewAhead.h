@@ -20,8 +20,8 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
 #include <span>
+#include <type_traits>
 
 #include "platform/entity/DenseTable.h"
 #include "platform/entity/Ptr.h"
@@ -41,22 +41,21 @@ struct PreparedNexthop {
   std::uint32_t place = 0;
   std::uint32_t hash = 0;
   // The longest match in the FIB trie when that had changed so often.
-  bool matched = false;
-  std::uint32_t changes = 0;
   IpGenPrefix match;
+  std::uint32_t changes = 0;
+  bool matched = false;
 
-  // For the preparation alone, as all that follows.
+  // For the preparation alone, as all that follows. It shares its FEC with the nexthop before it.
+  bool sharesFec = false;
+  std::uint32_t keyHash = 0;
+  std::uint32_t fecHash = 0;
+  FecId fecId = 0;
+  const NexthopResolverFecIdRef* fec = nullptr;
+  const NexthopResolverClientRef* client = nullptr;
   const TrieGen* fibTrie = nullptr;
   const TrieGen* nexthopTrie = nullptr;
   TrieSearch search;
   TrieSearch nexthopSearch;
-  std::uint32_t keyHash = 0;
-  FecId fecId = 0;
-  std::uint32_t fecHash = 0;
-  // With the nexthop before it.
-  bool sharesFec = false;
-  const NexthopResolverFecIdRef* fec = nullptr;
-  const NexthopResolverClientRef* client = nullptr;
 };
 
 class ReviewAhead {
@@ -80,7 +79,8 @@ class ReviewAhead {
   IpGenPrefix longestMatch(const Next& next) const;
 
  private:
-  std::span<std::optional<Next>> batch() noexcept { return {next_.data(), count_}; }
+  std::span<Next> batch() noexcept { return {next_.data(), count_}; }
+  bool seemsConfigured(const Next& next) const;
   FecId fecIdOf(const Next& next) const;
   const Ptr<const TrieGen>& fibTrie(const Next& next) const;
   const Ptr<TrieGen>& nexthopTrie(const Next& next) const;
@@ -95,8 +95,11 @@ class ReviewAhead {
   const NexthopResolverSm& sm_;
   // The client's nexthops are referenced.
   bool references_;
-  // Made as they are prepared: many a run reviews one nexthop.
-  std::array<std::optional<Next>, 24> next_;
+  // Each is made when it is prepared, so that a run that reviews one nexthop makes one.
+  static_assert(std::is_trivially_destructible_v<Next>);
+  union {
+    std::array<Next, 24> next_;
+  };
   std::size_t count_ = 0;
   std::size_t index_ = 0;
 };

@@ -107,8 +107,8 @@ class DenseTable {
     const Member* const member = hint(hash);
     prefetchObject(member == nullptr ? members() + end_ : member);
   }
-  // What find would most likely return, for who prepares: another member when their hashes look
-  // alike, null in a table without an index.
+  // What find will most likely return, without a look at it: for who prepares, not for who decides.
+  // Another member when their hashes look alike; null in a table without an index.
   const Member* hint(std::uint32_t hash) const noexcept {
     if (!indexed()) {
       return nullptr;
@@ -232,7 +232,8 @@ class DenseTable {
   }
   std::uint32_t findUnindexed(const Key& key) const noexcept {
     static_assert(DenseLayout::mostUnindexed <= DenseLayout::bitsPerWord);
-    for (std::uint64_t bits = block_ == nullptr ? 0 : *places_.words(); bits != 0; bits &= bits - 1) {
+    for (std::uint64_t bits = block_ == nullptr ? 0 : *places_.words(); bits != 0;
+         bits &= bits - 1) {
       const auto place = static_cast<std::uint32_t>(std::countr_zero(bits));
       if (KeyOf::key(members()[place]) == key) {
         return place;

@@ -69,8 +69,8 @@ class RouteStatusOf : public Entity, public Publisher {
   // Hints that the route will be read: Far some time before, Near shortly before.
   virtual void prefetchFar(const PrefixT& /*prefix*/) const noexcept {}
   virtual void prefetchNear(const PrefixT& /*prefix*/) const noexcept {}
-  // What a read would find, for who prepares for it; the default route value also when the table
-  // does not tell.
+  // What a read would most likely find, for who prepares for it; the default route value also when
+  // the table does not tell.
   virtual Route routeHint(const PrefixT& /*prefix*/) const noexcept { return {}; }
 };
 
@@ -90,7 +90,10 @@ class MemoryRouteStatus final : public RouteStatusOf<PrefixT> {
   void prefetchNear(const PrefixT& prefix) const noexcept override {
     route_.prefetchNear(hashOf(prefix));
   }
-  Route routeHint(const PrefixT& prefix) const noexcept override { return valueOf(route_, prefix); }
+  Route routeHint(const PrefixT& prefix) const noexcept override {
+    const auto* const entry = route_.hint(hashOf(prefix));
+    return entry == nullptr ? valueOf(route_, prefix) : entry->value;
+  }
 
   // Stores the route, replacing the one under the prefix. Publishes: the prefix.
   // Requires: a prefix of the table's family, so that the unset key never finds a route.

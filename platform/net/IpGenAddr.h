@@ -65,13 +65,17 @@ class IpGenAddr {
   constexpr const Words& words() const noexcept { return words_; }
   // 16 bytes in network order; an IPv4 address in the first four.
   Bytes bytes() const noexcept;
+  // The word there and the next as they stand in memory, for who compares or hashes them.
+  static constexpr std::uint64_t pairOf(const Words& words, std::size_t first) noexcept {
+    return words[first] | std::uint64_t{words[first + 1]} << 32U;
+  }
 
   // True unless unset.
   constexpr explicit operator bool() const noexcept { return *this != IpGenAddr{}; }
-  // Word by word: the default would call memcmp, and collections compare keys all the time.
+  // Without memcmp, which the default would call: collections compare keys all the time.
   friend constexpr bool operator==(const IpGenAddr& left, const IpGenAddr& right) noexcept {
-    return ((left.words_[0] ^ right.words_[0]) | (left.words_[1] ^ right.words_[1]) |
-            (left.words_[2] ^ right.words_[2]) | (left.words_[3] ^ right.words_[3]) |
+    return ((pairOf(left.words_, 0) ^ pairOf(right.words_, 0)) |
+            (pairOf(left.words_, 2) ^ pairOf(right.words_, 2)) |
             (left.lastWord() ^ right.lastWord())) == 0;
   }
   friend constexpr std::strong_ordering operator<=>(const IpGenAddr& left,
@@ -83,9 +87,10 @@ class IpGenAddr {
   }
 
   std::uint32_t hash(std::uint32_t seed) const noexcept {
-    const std::uint64_t high = std::uint64_t{words_[0]} << 32U | words_[1];
-    const std::uint64_t low = std::uint64_t{words_[2]} << 32U | words_[3];
-    return HashState(seed).mix(high).mix(low ^ static_cast<std::uint64_t>(family_)).result();
+    return HashState(seed)
+        .mix(pairOf(words_, 0))
+        .mix(pairOf(words_, 2) ^ std::uint64_t{static_cast<std::uint8_t>(family_)} << 32U)
+        .result();
   }
   String stringValue() const;
 

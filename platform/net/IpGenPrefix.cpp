@@ -6,23 +6,8 @@
 #include <system_error>
 
 #include "platform/entity/Exceptions.h"
-#include "platform/entity/Hash.h"
 
 namespace Routing {
-
-namespace {
-
-std::uint32_t prefixHash(std::uint32_t seed,
-                         const IpGenAddr::Words& words,
-                         std::uint8_t length,
-                         AddressFamily family) noexcept {
-  const std::uint64_t high = std::uint64_t{words[0]} << 32U | words[1];
-  const std::uint64_t low = std::uint64_t{words[2]} << 32U | words[3];
-  const std::uint64_t kind = std::uint64_t{length} << 8U | static_cast<std::uint64_t>(family);
-  return HashState(seed).mix(high).mix(low ^ kind << 48U).result();
-}
-
-}  // namespace
 
 IpGenAddr::Words maskedWords(const IpGenAddr::Words& words, std::uint8_t length) noexcept {
   IpGenAddr::Words masked{};
@@ -63,10 +48,6 @@ bool IpGenPrefix::contains(const IpGenPrefix& other) const noexcept {
          length() <= other.length() && maskedWords(other.words(), length()) == words();
 }
 
-std::uint32_t IpGenPrefix::hash(std::uint32_t seed) const noexcept {
-  return prefixHash(seed, words(), length(), family());
-}
-
 String IpGenPrefix::stringValue() const {
   if (!*this) {
     return "-";
@@ -81,20 +62,11 @@ IpGenPrefix Prefix::genPrefix() const {
   return {IpGenAddr::ipv4(address_), length_};
 }
 
-std::uint32_t Prefix::hash(std::uint32_t seed) const noexcept {
-  const std::uint64_t kind = std::uint64_t{length_} << 8U | static_cast<std::uint64_t>(family_);
-  return HashState(seed).mix(std::uint64_t{address_} << 32U | kind).result();
-}
-
 IpGenPrefix Ip6Prefix::genPrefix() const {
   if (family_ != AddressFamily::ipv6) {
     return {};
   }
   return {IpGenAddr::ipv6(words_), length_};
-}
-
-std::uint32_t Ip6Prefix::hash(std::uint32_t seed) const noexcept {
-  return prefixHash(seed, words_, length_, family_);
 }
 
 }  // namespace Routing

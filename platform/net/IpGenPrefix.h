@@ -70,7 +70,20 @@ class IpGenPrefix {
     return left.length() <=> right.length();
   }
 
-  std::uint32_t hash(std::uint32_t seed) const noexcept;
+  std::uint32_t hash(std::uint32_t seed) const noexcept {
+    return hashOfParts(seed, words(), length(), family());
+  }
+  // The hash of the prefix that these would make.
+  static std::uint32_t hashOfParts(std::uint32_t seed,
+                                   const IpGenAddr::Words& words,
+                                   std::uint8_t length,
+                                   AddressFamily family) noexcept {
+    const std::uint64_t kind = std::uint64_t{length} << 8U | static_cast<std::uint64_t>(family);
+    return HashState(seed)
+        .mix(IpGenAddr::pairOf(words, 0))
+        .mix(IpGenAddr::pairOf(words, 2) ^ kind << 48U)
+        .result();
+  }
   String stringValue() const;
 
  private:
@@ -107,7 +120,10 @@ class Prefix {
   IpGenPrefix genPrefix() const;
 
   friend constexpr bool operator==(const Prefix&, const Prefix&) noexcept = default;
-  std::uint32_t hash(std::uint32_t seed) const noexcept;
+  std::uint32_t hash(std::uint32_t seed) const noexcept {
+    const std::uint64_t kind = std::uint64_t{length_} << 8U | static_cast<std::uint64_t>(family_);
+    return HashState(seed).mix(std::uint64_t{address_} << 32U | kind).result();
+  }
   String stringValue() const { return genPrefix().stringValue(); }
 
  private:
@@ -132,13 +148,15 @@ class Ip6Prefix {
   // The prefix itself; the empty prefix unless this is a prefix.
   IpGenPrefix genPrefix() const;
 
-  // Word by word: the default would call memcmp.
+  // Without memcmp, which the default would call.
   friend constexpr bool operator==(const Ip6Prefix& left, const Ip6Prefix& right) noexcept {
-    return ((left.words_[0] ^ right.words_[0]) | (left.words_[1] ^ right.words_[1]) |
-            (left.words_[2] ^ right.words_[2]) | (left.words_[3] ^ right.words_[3])) == 0 &&
+    return ((IpGenAddr::pairOf(left.words_, 0) ^ IpGenAddr::pairOf(right.words_, 0)) |
+            (IpGenAddr::pairOf(left.words_, 2) ^ IpGenAddr::pairOf(right.words_, 2))) == 0 &&
            left.length_ == right.length_ && left.family_ == right.family_;
   }
-  std::uint32_t hash(std::uint32_t seed) const noexcept;
+  std::uint32_t hash(std::uint32_t seed) const noexcept {
+    return IpGenPrefix::hashOfParts(seed, words_, length_, family_);
+  }
   String stringValue() const { return genPrefix().stringValue(); }
 
  private:

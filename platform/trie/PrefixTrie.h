@@ -180,9 +180,9 @@ class PrefixTrie final : public AnyPrefixTrie {
   const Node& nodeOf(TrieRef ref) const noexcept { return arena_->nodes[ref.index()]; }
   void prefetchRef(TrieRef ref) const noexcept {
     if (ref.isNode()) {
-      prefetch(&nodeOf(ref));
+      arena_->nodes.fetch(ref.index());
     } else if (ref) {
-      prefetch(&arena_->leaves[ref.index()]);
+      arena_->leaves.fetch(ref.index());
     }
   }
   Stored leafOf(TrieRef ref) const noexcept {

@@ -33,14 +33,18 @@ bool walkBits(const TrieBits& bits,
   const std::uint64_t low = bits.low & mask.low;
   const std::uint64_t high = bits.high & mask.slots;
   const std::uint64_t children = bits.children & mask.slots;
-  for (std::uint64_t stops = high | children | TrieBits::startsOf(low); stops != 0;
-       stops &= stops - 1) {
+  const std::uint64_t own = high | TrieBits::startsOf(low);
+  for (std::uint64_t stops = own | children; stops != 0; stops &= stops - 1) {
     const auto slot = static_cast<unsigned>(std::countr_zero(stops));
-    const Key here = key.withChunk(depth, slot);
-    const std::uint64_t starters = slot % 2 == 0 ? low & TrieMasks::starters[slot / 2] : 0;
-    if (!visitStarters(starters, here, depth, visit) ||
-        ((high >> slot & 1U) != 0 && !visit(here, depth + trieStride)) ||
-        ((children >> slot & 1U) != 0 && !descend(slot, here))) {
+    if ((own >> slot & 1U) != 0) {
+      const Key here = key.withChunk(depth, slot);
+      const std::uint64_t starters = slot % 2 == 0 ? low & TrieMasks::starters[slot / 2] : 0;
+      if (!visitStarters(starters, here, depth, visit) ||
+          ((high >> slot & 1U) != 0 && !visit(here, depth + trieStride))) {
+        return false;
+      }
+    }
+    if ((children >> slot & 1U) != 0 && !descend(slot)) {
       return false;
     }
   }
@@ -116,7 +120,10 @@ bool PrefixTrie<Family>::searchStep(const IpGenPrefix& prefix, TrieSearch& searc
   const Stored stored = Stored::of(prefix);
   const Node& node = nodeOf(search.ref);
   const unsigned chunk = stored.key.chunk(node.depth());
-  if (!leadsTo(node, stored) || node.level() == stored.level() || !node.hasChild(chunk)) {
+  // Each is as likely as not: one branch for all of them is guessed wrong less often.
+  const bool ends =
+      !leadsTo(node, stored) | (node.level() == stored.level()) | !node.hasChild(chunk);
+  if (ends) {
     return false;
   }
   search.covering = node.meets(chunk) ? &node : search.covering;
@@ -276,9 +283,7 @@ bool PrefixTrie<Family>::walkNode(const Node& node,
       node.depth(),
       mask,
       [&visitor](const Key& key, unsigned length) { return visitor(prefixOf(key, length)); },
-      [this, &child, &visitor](unsigned /*slot*/, const Key& /*key*/) {
-        return walkRef(*child++, visitor);
-      });
+      [this, &child, &visitor](unsigned /*slot*/) { return walkRef(*child++, visitor); });
 }
 
 template <class Family>
@@ -292,7 +297,8 @@ bool PrefixTrie<Family>::walkTop(unsigned level,
       level * trieStride,
       mask,
       [&visitor](const Key& at, unsigned length) { return visitor(prefixOf(at, length)); },
-      [this, level, &visitor](unsigned /*slot*/, const Key& at) {
+      [this, level, &key, &visitor](unsigned slot) {
+        const Key at = key.withChunk(level * trieStride, slot);
         return level + 1 == Top::levels ? walkRef(top_->ref(at), visitor)
                                         : walkTop(level + 1, at, TrieMask{}, visitor);
       });

@@ -34,6 +34,7 @@ std::uint32_t ArrayPool::take(unsigned count) noexcept {
   const unsigned sizeClass = classOf(count);
   const std::uint32_t index = firstFree_[sizeClass];
   std::memcpy(&firstFree_[sizeClass], at(index), sizeof(index));
+  prefetch(at(firstFree_[sizeClass]));
   --free_[sizeClass];
   used_ += sizes[sizeClass];
   return index;
