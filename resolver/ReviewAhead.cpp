@@ -172,14 +172,38 @@ FecId ReviewAhead::fecIdOf(const Next& next) const {
 }
 
 void ReviewAhead::fetchReferences() {
+  fetchFecs();
+  fetchClients();
+  for (const Next& next : batch()) {
+    if (next.client != nullptr) {
+      next.client->nexthopRef().prefetchFar(next.hash);
+    }
+  }
+  for (const Next& next : batch()) {
+    if (next.client != nullptr) {
+      next.client->nexthopRef().prefetchNear(next.hash);
+    }
+  }
+}
+
+namespace {
+
+template <class Entry>
+auto* entityIn(const Entry* entry) {
+  return entry == nullptr ? nullptr : entry->value.get();
+}
+
+}  // namespace
+
+void ReviewAhead::fetchFecs() {
   const auto& references = sm_.fecIdToClientHop()->fecIdRef();
   const auto& identifiers = sm_.fecIdToResolverId()->fecIdToResolverIdMap();
   // Neighbours often share their FEC: what was found for the one is there for the other.
-  const Next* before = nullptr;
+  FecId before = 0;
   for (Next& next : batch()) {
     next.fecId = fecIdOf(next);
-    next.sharesFec = before != nullptr && before->fecId == next.fecId;
-    before = &next;
+    next.sharesFec = next.fecId == before;
+    before = next.fecId;
     if (!next.sharesFec) {
       next.fecHash = hashOf(next.fecId);
       references.prefetchFar(next.fecHash);
@@ -194,36 +218,28 @@ void ReviewAhead::fetchReferences() {
   }
   for (Next& next : batch()) {
     if (!next.sharesFec) {
-      const auto* const entry = references.find(next.fecId, next.fecHash);
-      next.fec = entry == nullptr ? nullptr : entry->value.get();
+      next.fec = entityIn(references.find(next.fecId, next.fecHash));
       prefetchObject(next.fec);
     }
   }
+}
+
+void ReviewAhead::fetchClients() {
   const std::uint32_t nameHash = hashOf(sm_.name());
   for (const Next& next : batch()) {
     if (next.fec != nullptr) {
       next.fec->clientRef().prefetchFar(nameHash);
     }
   }
+  const NexthopResolverClientRef* before = nullptr;
   for (Next& next : batch()) {
     if (next.sharesFec) {
-      next.client = before->client;
+      next.client = before;
     } else if (next.fec != nullptr) {
-      const auto* const entry = next.fec->clientRef().find(sm_.name(), nameHash);
-      next.client = entry == nullptr ? nullptr : entry->value.get();
+      next.client = entityIn(next.fec->clientRef().find(sm_.name(), nameHash));
       prefetchObject(next.client);
     }
-    before = &next;
-  }
-  for (const Next& next : batch()) {
-    if (next.client != nullptr) {
-      next.client->nexthopRef().prefetchFar(next.hash);
-    }
-  }
-  for (const Next& next : batch()) {
-    if (next.client != nullptr) {
-      next.client->nexthopRef().prefetchNear(next.hash);
-    }
+    before = next.client;
   }
 }
 

@@ -91,6 +91,8 @@ class ReviewAhead {
   void fetchMatches();
   void fetchRoutes();
   void fetchReferences();
+  void fetchFecs();
+  void fetchClients();
 
   const NexthopResolverSm& sm_;
   // The client's nexthops are referenced.
@@ -98,7 +100,7 @@ class ReviewAhead {
   // Each is made when it is prepared, so that a run that reviews one nexthop makes one.
   static_assert(std::is_trivially_destructible_v<Next>);
   union {
-    std::array<Next, 24> next_;
+    std::array<Next, 24> next_;  // NOLINT(readability-identifier-naming): a member like any other
   };
   std::size_t count_ = 0;
   std::size_t index_ = 0;
