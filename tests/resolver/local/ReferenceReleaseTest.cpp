@@ -1,10 +1,11 @@
 // The index and its records hold themselves while they work: whoever is notified may drop the last
-// hold of another.
+// hold of another. And they take what names a reference from the very record that goes with it.
 
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "resolver/NexthopResolverLocal.h"
 #include "tests/support/Addresses.h"
@@ -109,6 +110,75 @@ TEST(RecordReleasedInside, AnAddressThatBelongsToTheSetThatGoesIsReadToTheEnd) {
   EXPECT_TRUE(references->clientNexthopToFecId().empty());
   EXPECT_TRUE(references->fecIdRef().empty());
 }
+
+// Either operation that removes one reference to FEC 12, given name and address as they are.
+struct Removal {
+  const char* name;
+  std::function<void(FecIdToClientHop&, const String&, const IpGenAddr&)> run;
+};
+
+class ReferenceNamedByItsRecord : public testing::TestWithParam<Removal> {
+ protected:
+  static constexpr std::uint32_t most = 20;
+
+  // Every other one first: when a table closes its holes then, one that stays comes to stand where
+  // the one that goes did.
+  static std::vector<std::uint32_t> removalOrder(std::uint32_t count) {
+    std::vector<std::uint32_t> order;
+    for (const std::uint32_t first : {1U, 0U}) {
+      for (std::uint32_t i = first; i < count; i += 2) {
+        order.push_back(i);
+      }
+    }
+    return order;
+  }
+  // References FEC 12 under each key and removes them again, expecting that each goes alone.
+  static void removeEach(const std::vector<NexthopResolverClientNexthopKey>& keys) {
+    const auto references = fecIdToClientHopFactory("v1");
+    for (const auto& key : keys) {
+      references->addReference(12, key.clientName(), key.nexthop());
+    }
+    std::size_t left = keys.size();
+    for (const std::uint32_t i : removalOrder(static_cast<std::uint32_t>(keys.size()))) {
+      const auto* const client = references->fecIdRef(12)->clientRef().find(keys[i].clientName());
+      const IpGenAddr* const nexthop = client->value->nexthopRef().find(keys[i].nexthop());
+      GetParam().run(*references, client->key, *nexthop);
+      --left;
+      EXPECT_FALSE(references->clientNexthopToFecIdHas(keys[i])) << i << " of " << keys.size();
+      EXPECT_EQ(references->clientNexthopToFecId().size(), left) << i << " of " << keys.size();
+    }
+    EXPECT_TRUE(references->fecIdRef().empty());
+  }
+};
+
+TEST_P(ReferenceNamedByItsRecord, GoesAloneThoughAnotherAddressTakesThePlaceOfItsOwn) {
+  std::vector<NexthopResolverClientNexthopKey> keys;
+  while (keys.size() < most) {
+    keys.emplace_back("bgp", IpGenAddr::ipv4(static_cast<std::uint32_t>(0x0a000001 + keys.size())));
+    removeEach(keys);
+  }
+}
+
+TEST_P(ReferenceNamedByItsRecord, GoesAloneThoughAnotherNameTakesThePlaceOfItsOwn) {
+  std::vector<NexthopResolverClientNexthopKey> keys;
+  while (keys.size() < most) {
+    keys.emplace_back("client " + std::to_string(keys.size()), addr("10.0.0.1"));
+    removeEach(keys);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Removals,
+    ReferenceNamedByItsRecord,
+    testing::Values(Removal{"DeleteReference",
+                            [](auto& index, const auto& client, const auto& nexthop) {
+                              index.deleteReference(12, client, nexthop);
+                            }},
+                    Removal{"DeleteReferenceForClientNexthop",
+                            [](auto& index, const auto& client, const auto& nexthop) {
+                              index.deleteReferenceForClientNexthop(client, nexthop);
+                            }}),
+    [](const auto& test) { return test.param.name; });
 
 }  // namespace
 }  // namespace Routing
