@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -176,6 +177,35 @@ TEST_F(ReviewAhead, AReviewInsideAWriteLeavesNothingForTheOneOutside) {
                     "status 10.0.0.2 resolved 6 by 10.0.0.0/8",
                     "status 10.0.0.3 resolved 7 by 10.0.0.3/32"}));
   EXPECT_TRUE(queued().empty());
+}
+
+// The first two addresses of 10.0.0.0/8 that hash alike.
+std::pair<std::string, std::string> addressesOfOneHash() {
+  std::unordered_map<std::uint32_t, IpGenAddr> seen;
+  for (std::uint32_t bits = 0x0a000000;; ++bits) {
+    const IpGenAddr address = IpGenAddr::ipv4(bits);
+    const auto [found, isNew] = seen.emplace(hashOf(address), address);
+    if (!isNew) {
+      return {found->second.stringValue(), address.stringValue()};
+    }
+  }
+}
+
+TEST_F(ReviewAhead, ANexthopThatHashesLikeAConfiguredOneIsRemovedAllTheSame) {
+  const auto [stays, goes] = addressesOfOneHash();
+  start();
+  world.route("10.0.0.0/8", route6);
+  // So many that they are looked up by hash.
+  for (int i = 0; i < 20; ++i) {
+    nexthop("11.0.0." + std::to_string(i));
+  }
+  nexthops({stays, goes});
+  run();
+  nexthopDel(goes);
+  EXPECT_EQ(run(), (Events{"status " + goes + " removed"}));
+  EXPECT_FALSE(tracked(goes));
+  nexthop(stays);
+  EXPECT_EQ(run(), (Events{"status " + stays + " resolved 6 by 10.0.0.0/8"}));
 }
 
 TEST_F(ReviewAhead, ALongQueueWithHolesIsReviewedInItsOrder) {
