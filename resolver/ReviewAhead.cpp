@@ -37,13 +37,18 @@ const ReviewAhead::Next& ReviewAhead::at(const Cursor& cursor) {
 void ReviewAhead::fetchNexthop(const NexthopResolverSm& sm,
                                const TrieGen& nexthopTrie,
                                const IpGenPrefix& host) noexcept {
+  const auto& configured = sm.nexthopVrfConfig()->nexthop();
+  const auto& statuses = sm.nexthopVrfStatus()->nexthop();
   const std::uint32_t hash = hashOf(host.address());
-  sm.nexthopVrfConfig()->nexthop().prefetchFar(hash);
-  sm.nexthopVrfStatus()->nexthop().prefetchFar(hash);
+  configured.prefetchFar(hash);
+  statuses.prefetchFar(hash);
   TrieSearch search = nexthopTrie.searchBegin(host);
-  sm.nexthopVrfConfig()->nexthop().prefetchNear(hash);
-  sm.nexthopVrfStatus()->nexthop().prefetchNear(hash);
-  nexthopTrie.searchStep(host, search);
+  // Most host routes are no nexthop of this client.
+  if (const auto* const entry = configured.hint(hash)) {
+    prefetchObject(entry);
+    statuses.prefetchNear(hash);
+    nexthopTrie.searchStep(host, search);
+  }
 }
 
 void ReviewAhead::prepare(const Cursor& cursor) {

@@ -223,7 +223,8 @@ bool PrefixTrie<Family>::locate(const Stored& prefix, OnPart onPart, OnWhole onW
 
 template <class Family>
 bool PrefixTrie<Family>::longerPresent(const IpGenPrefix& prefix) const noexcept {
-  if (!inFamily(prefix)) {
+  // Nothing is longer than a host.
+  if (!inFamily(prefix) || prefix.isHost()) {
     return false;
   }
   const Stored stored = Stored::of(prefix);
