@@ -34,8 +34,10 @@ std::uint32_t ArrayPool::take(unsigned count) noexcept {
   const unsigned sizeClass = classOf(count);
   const std::uint32_t index = firstFree_[sizeClass];
   std::memcpy(&firstFree_[sizeClass], at(index), sizeof(index));
-  prefetch(at(firstFree_[sizeClass]));
   --free_[sizeClass];
+  if (free_[sizeClass] != 0) {
+    prefetch(at(firstFree_[sizeClass]));
+  }
   used_ += sizes[sizeClass];
   return index;
 }

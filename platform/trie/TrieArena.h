@@ -141,7 +141,9 @@ class Slab {
     const std::uint32_t index = firstFree_;
     std::memcpy(&firstFree_, &(*this)[index], sizeof(firstFree_));
     // It tells, when it is taken, where the one after it is; by then it may have left the caches.
-    fetch(firstFree_);
+    if (free_ != 0) {
+      fetch(firstFree_);
+    }
     return index;
   }
   void give(std::uint32_t index) noexcept {
