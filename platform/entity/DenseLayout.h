@@ -1,7 +1,9 @@
 #pragma once
 
 // DenseLayout: where the parts of a DenseTable's block stand: the array of members, the bitmap of
-// the places in use, the index. And the bitmap's operations.
+// the places in use, the index.
+//
+// DensePlaces: that bitmap.
 
 #include <algorithm>
 #include <bit>
@@ -32,7 +34,7 @@ struct DenseLayout {
   }
 };
 
-// A bit a place.
+// A bit a place, set while a member stands there. Refers to the words, which are the block's.
 class DensePlaces {
  public:
   DensePlaces() noexcept = default;

@@ -24,7 +24,7 @@
 //      has 16 places a member, or a small one two, or when there is no place left and a quarter of
 //      them are holes; so insertion and removal cost O(1), amortised. A large table that is emptied
 //      step by step moves hardly anything, and one whose members come and go but stay as many takes
-//      half as much again at most.
+//      twice as much at most, half as much again when each goes before another comes.
 //   4. An operation that throws (no memory) has changed nothing.
 //
 // A member is destroyed after the table is in order again: its destructor may come back here.
@@ -172,7 +172,7 @@ class DenseTable {
     const std::uint32_t holes = end_ - size_;
     if (members > capacity_ - holes) {
       const std::size_t places = std::size_t{checkedCapacity(members)} + holes;
-      rebuild(checkedCapacity(std::max(places, grownCapacity())));
+      rebuild(checkedCapacity(std::max(places, capacityAndHalf())));
     }
   }
 
@@ -313,12 +313,15 @@ class DenseTable {
     }
     return false;
   }
-  // A large table that only grew doubles. Others grow by half: small ones because there are many,
-  // and where there are holes, because members go as others come.
+  // A large table that only grew doubles, as far as it can. Others grow by half: small ones because
+  // there are many, and where there are holes, because members go as others come.
   std::size_t grownCapacity() const noexcept {
-    const bool onlyGrew = end_ == size_;
-    return std::size_t{capacity_} +
-           (capacity_ > mostInSmall && onlyGrew ? capacity_ : capacity_ / 2) + 1;
+    const std::size_t half = capacityAndHalf();
+    const bool doubles = capacity_ > mostInSmall && end_ == size_ && half <= mostCapacity;
+    return doubles ? std::min(std::size_t{capacity_} * 2, std::size_t{mostCapacity}) : half;
+  }
+  std::size_t capacityAndHalf() const noexcept {
+    return std::size_t{capacity_} + capacity_ / 2 + 1;
   }
   static std::uint32_t checkedCapacity(std::size_t members) {
     if (members > mostCapacity) {

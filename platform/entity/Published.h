@@ -11,10 +11,10 @@
 //   remove     publishes only when the key was there; returns what was removed
 //   removeAll  one publication a member; clears silently when nobody subscribes
 //
-// Every operation brings the collection in order, then publishes with a copy of the key, and
-// touches nothing of the entity afterwards: a notifiee may release the entity. A member that was
-// removed or replaced lives until the publication is over. An operation that may go on after its
-// entity has gone is safe (removeAll ends with it).
+// Every operation brings the collection in order, then publishes with a key that is no longer the
+// collection's, and touches nothing of the entity afterwards: a notifiee may release the entity. A
+// member that was removed or replaced lives until the publication is over. An operation that may go
+// on after its entity has gone is safe (removeAll ends with it).
 
 #include <optional>
 #include <utility>
@@ -122,6 +122,10 @@ class PublishedMap : public PublishedTable<field, DenseMapEntry<Key, Value>, Ent
   }
   // The same, for who has the key's hash already.
   bool set(const Publisher& publisher, const Key& oldKey, Value value, std::uint32_t hash) {
+    std::optional<Key> key;
+    if (publisher.hasSubscribers()) {
+      key = oldKey;
+    }
     if (auto* entry = this->table_.find(oldKey, hash)) {
       if (entry->value == value) {
         return false;
@@ -130,8 +134,8 @@ class PublishedMap : public PublishedTable<field, DenseMapEntry<Key, Value>, Ent
     } else {
       this->table_.insertNew({oldKey, std::move(value)}, hash);
     }
-    if (publisher.hasSubscribers()) {
-      this->announce(publisher, oldKey);
+    if (key) {
+      publisher.publish(field, &*key);
     }
     return true;
   }

@@ -65,7 +65,8 @@ class IpGenAddr {
   constexpr const Words& words() const noexcept { return words_; }
   // 16 bytes in network order; an IPv4 address in the first four.
   Bytes bytes() const noexcept;
-  // The word there and the next as they stand in memory, for who compares or hashes them.
+  // The word there and the next as one number, for who compares or hashes them: the order of the
+  // two is the one that takes a single load where the least significant byte comes first.
   static constexpr std::uint64_t pairOf(const Words& words, std::size_t first) noexcept {
     return words[first] | std::uint64_t{words[first + 1]} << 32U;
   }

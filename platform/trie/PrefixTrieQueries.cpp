@@ -120,10 +120,7 @@ bool PrefixTrie<Family>::searchStep(const IpGenPrefix& prefix, TrieSearch& searc
   const Stored stored = Stored::of(prefix);
   const Node& node = nodeOf(search.ref);
   const unsigned chunk = stored.key.chunk(node.depth());
-  // Each is as likely as not: one branch for all of them is guessed wrong less often.
-  const bool ends =
-      !leadsTo(node, stored) | (node.level() == stored.level()) | !node.hasChild(chunk);
-  if (ends) {
+  if (!leadsTo(node, stored) || node.level() == stored.level() || !node.hasChild(chunk)) {
     return false;
   }
   search.covering = node.meets(chunk) ? &node : search.covering;

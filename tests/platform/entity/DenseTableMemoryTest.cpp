@@ -238,6 +238,35 @@ TEST(DenseTableCompaction, ATableWhoseMembersComeAndGoTakesHalfAsMuchAgainAtMost
   EXPECT_LE(numbers.memory(), before + before / 2);
 }
 
+// The first that comes finds the table full.
+TEST(DenseTableCompaction, ATableWhoseMembersGoAfterOthersCameTakesTwiceAsMuchAtMost) {
+  constexpr std::uint64_t count = 100000;
+  Numbers numbers;
+  numbers.reserve(count);
+  const std::size_t before = numbers.memory();
+  for (std::uint64_t key = 0; key < count; ++key) {
+    numbers.insert(key);
+  }
+  for (std::uint64_t key = 0; key < 10 * count; ++key) {
+    numbers.insert(count + key);
+    numbers.remove(key);
+  }
+  // A bit of the bitmap more, in part of a word.
+  EXPECT_LE(numbers.memory(), 2 * before + sizeof(std::uint64_t));
+}
+
+TEST(DenseTableCompaction, AReservationTakesHalfAsMuchAgainAtMost) {
+  constexpr std::uint64_t count = 100000;
+  Numbers numbers;
+  numbers.reserve(count);
+  const std::size_t before = numbers.memory();
+  for (std::uint64_t key = 0; key < count; ++key) {
+    numbers.insert(key);
+  }
+  numbers.reserve(count + 1);
+  EXPECT_LE(numbers.memory(), before + before / 2);
+}
+
 // A queue is emptied from its front over many walks; none of them has to pay for all the others.
 TEST(DenseTableCompaction, AWalkThatHasRemovedHalfOfALargeTableMovesNothingAtItsEnd) {
   constexpr std::uint64_t count = 100000;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -76,6 +77,20 @@ class PublishedCollection : public testing::Test {
   Ptr<Port> port = makeEntity<Port>(log);
   Follower follower{*port, log};
 };
+
+// A value that stood there without a word would never be told: setting it again changes nothing.
+TEST_F(PublishedCollection, WithoutMemoryForTheKeyThatIsPublishedNothingIsSet) {
+  const std::string name = "a name that takes memory of its own";
+  EXPECT_TRUE(port->mtu.set(*port, name, 1500));
+  log.take();
+  {
+    const Support::FailingAllocation failing;
+    EXPECT_THROW(port->mtu.set(*port, name, 9000), std::bad_alloc);
+  }
+  EXPECT_EQ(port->mtu.value(name), 1500U);
+  EXPECT_TRUE(port->mtu.set(*port, name, 9000));
+  EXPECT_EQ(log.take(), Events{"mtu " + name + "=9000 of " + name});
+}
 
 TEST_F(PublishedCollection, PutAlwaysPublishesWithTheNewStateInPlace) {
   EXPECT_TRUE(port->mtu.put(*port, {"a", 1}));
