@@ -223,14 +223,19 @@ TEST(DenseTableCompaction, HolesAtTheFrontOfALargeTableAreReusedBeforeItGrows) {
   EXPECT_EQ(numbers.cursor().key(), 1000000U);
 }
 
-TEST(DenseTableCompaction, ATableWhoseMembersComeAndGoTakesHalfAsMuchAgainAtMost) {
-  constexpr std::uint64_t count = 100000;
-  Numbers numbers;
+// With the numbers below the count, in as many places.
+void fill(Numbers& numbers, std::uint64_t count) {
   numbers.reserve(count);
-  const std::size_t before = numbers.memory();
   for (std::uint64_t key = 0; key < count; ++key) {
     numbers.insert(key);
   }
+}
+
+TEST(DenseTableCompaction, ATableWhoseMembersComeAndGoTakesHalfAsMuchAgainAtMost) {
+  constexpr std::uint64_t count = 100000;
+  Numbers numbers;
+  fill(numbers, count);
+  const std::size_t before = numbers.memory();
   for (std::uint64_t key = 0; key < 10 * count; ++key) {
     numbers.remove(key);
     numbers.insert(count + key);
@@ -242,11 +247,8 @@ TEST(DenseTableCompaction, ATableWhoseMembersComeAndGoTakesHalfAsMuchAgainAtMost
 TEST(DenseTableCompaction, ATableWhoseMembersGoAfterOthersCameTakesTwiceAsMuchAtMost) {
   constexpr std::uint64_t count = 100000;
   Numbers numbers;
-  numbers.reserve(count);
+  fill(numbers, count);
   const std::size_t before = numbers.memory();
-  for (std::uint64_t key = 0; key < count; ++key) {
-    numbers.insert(key);
-  }
   for (std::uint64_t key = 0; key < 10 * count; ++key) {
     numbers.insert(count + key);
     numbers.remove(key);
@@ -258,11 +260,8 @@ TEST(DenseTableCompaction, ATableWhoseMembersGoAfterOthersCameTakesTwiceAsMuchAt
 TEST(DenseTableCompaction, AReservationTakesHalfAsMuchAgainAtMost) {
   constexpr std::uint64_t count = 100000;
   Numbers numbers;
-  numbers.reserve(count);
+  fill(numbers, count);
   const std::size_t before = numbers.memory();
-  for (std::uint64_t key = 0; key < count; ++key) {
-    numbers.insert(key);
-  }
   numbers.reserve(count + 1);
   EXPECT_LE(numbers.memory(), before + before / 2);
 }
