@@ -47,6 +47,35 @@ TEST(DenseTableHash, AKeyIsFoundByItsHashAsWithoutIt) {
   }
 }
 
+// Another member may look alike, one that went never does.
+TEST(DenseTableHash, AHintIsNearlyAlwaysTheMemberAndNeverOneThatHasGone) {
+  constexpr std::uint64_t count = 3000;
+  Numbers numbers;
+  for (std::uint64_t key = 0; key < count; ++key) {
+    numbers.insert(key);
+  }
+  for (std::uint64_t key = 1; key < count; key += 2) {
+    numbers.remove(key);
+  }
+  std::uint64_t right = 0;
+  for (std::uint64_t key = 0; key < count; ++key) {
+    const std::uint64_t* const hint = numbers.hint(hashOf(key));
+    ASSERT_TRUE(hint == nullptr || (*hint % 2 == 0 && *hint < count)) << key;
+    right += (hint == nullptr ? key % 2 == 1 : *hint == key) ? 1U : 0U;
+    if (key % 2 == 0) {
+      ASSERT_NE(hint, nullptr) << key;
+    }
+  }
+  EXPECT_GE(right, count - count / 100);
+}
+
+TEST(DenseTableHash, ATableWithoutAnIndexGivesNoHint) {
+  Numbers numbers;
+  EXPECT_EQ(numbers.hint(hashOf(std::uint64_t{1})), nullptr);
+  numbers.insert(1);
+  EXPECT_EQ(numbers.hint(hashOf(std::uint64_t{1})), nullptr);
+}
+
 TEST(DenseTableHash, AKeyIsRemovedByItsHashOnce) {
   for (const std::uint64_t size : sizes) {
     Numbers numbers;
