@@ -88,6 +88,21 @@ void DaemonProcess::readLog(std::promise<Moment>& following) {
   }
 }
 
+// The signal acts at some later time; the state tells when it has.
+void DaemonProcess::stop() const {
+  siginfo_t info{};
+  if (::kill(process_, SIGSTOP) != 0 ||
+      ::waitid(P_PID, static_cast<id_t>(process_), &info, WSTOPPED) != 0) {
+    throw std::runtime_error("cannot stop nexthopd");
+  }
+}
+
+void DaemonProcess::resume() const {
+  if (::kill(process_, SIGCONT) != 0) {
+    throw std::runtime_error("cannot resume nexthopd");
+  }
+}
+
 double DaemonProcess::cpuSeconds() const {
   clockid_t clock{};
   timespec time{};

@@ -35,6 +35,10 @@ class DaemonProcess {
   std::uint64_t counter(const std::string& name) const;
   Stub& stub() const { return *stub_; }
 
+  // Keeps it from running, until it may again.
+  void stop() const;
+  void resume() const;
+
  private:
   // What it writes to standard error goes to ours; tells when it follows the kernel.
   void readLog(std::promise<Moment>& following);
