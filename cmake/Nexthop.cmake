@@ -48,6 +48,9 @@ target_compile_options(
             -Wnon-virtual-dtor
             -Woverloaded-virtual
             -Wold-style-cast
+            -Wredundant-decls
+            -Wsuggest-override
+            -Wzero-as-null-pointer-constant
             # clang's -Wconversion takes ROUTING_ASSERT(!"text") for a mistake; g++ does not know it.
             -Wno-string-conversion
             # Assertions name a file by its place in the repository, wherever that lies.
