@@ -23,10 +23,10 @@ constexpr std::chrono::milliseconds checkSpacing(400);
 // From the last of a burst of reasons for a check to the check, and from the first at most.
 constexpr std::chrono::milliseconds checkDelay(100);
 constexpr std::chrono::milliseconds mostCheckDelay(300);
-// Between readings of everything for messages that do not read: twice as long each time, up to the
-// second.
-constexpr std::chrono::seconds damageSpacing(1);
-constexpr std::chrono::seconds mostDamageSpacing(60);
+// Between readings of everything for messages that do not read and dumps that were disturbed: twice
+// as long each time, up to the second.
+constexpr std::chrono::seconds retrySpacing(1);
+constexpr std::chrono::seconds mostRetrySpacing(60);
 // A dump of which nothing came for so long has been forgotten.
 constexpr std::chrono::seconds answerLimit(10);
 // With more interfaces than this, everything is read once rather than routes once for each.
@@ -52,12 +52,12 @@ KernelRoutes::KernelRoutes(EventLoop& loop, Vrfs& vrfs, FecIdSource& source, Net
       vrfs_(vrfs),
       socket_(std::move(socket)),
       state_(vrfs, source, loop.scheduler()),
-      damageWait_(damageSpacing),
+      retryWait_(retrySpacing),
       timer_(timerOf(loop, "kernelRoutesRecheck")),
-      damageTimer_(timerOf(loop, "kernelRoutesDamage")),
+      retryTimer_(timerOf(loop, "kernelRoutesRetry")),
       answerTimer_(timerOf(loop, "kernelRoutesAnswer")) {
   timerRun_.subscribe(*timer_);
-  damageTimerRun_.subscribe(*damageTimer_);
+  retryTimerRun_.subscribe(*retryTimer_);
   answerTimerRun_.subscribe(*answerTimer_);
   state_.vrfAddedIs([this](Vrf& vrf) { vrfAdded(vrf); });
 }
@@ -209,7 +209,9 @@ void KernelRoutes::queueIsEmpty() {
   if (damaged_) {
     return;
   }
-  damageWait_ = damageSpacing;
+  if (!disturbed_) {
+    retryWait_ = retrySpacing;
+  }
   if (!synced_) {
     synced_ = true;
     if (syncedHook_) {
@@ -250,7 +252,10 @@ void KernelRoutes::doubtsTake() {
   if (more.damaged) {
     damaged_ = true;
     synced_ = false;
-    damageTimer_->scheduleTaskLowestDelay(damageWait_);
+  }
+  disturbed_ = disturbed_ || more.disturbed;
+  if (more.damaged || more.disturbed) {
+    retryTimer_->scheduleTaskLowestDelay(retryWait_);
   }
 }
 
@@ -273,9 +278,13 @@ Nanoseconds KernelRoutes::recheckDelay() const {
   return std::max(due - loop_.scheduler()->clock()->now(), Nanoseconds(0));
 }
 
-void KernelRoutes::damageOverdue(FieldId /*field*/, const void* /*key*/) {
-  damageWait_ = std::min<Nanoseconds>(2 * damageWait_, mostDamageSpacing);
-  lost();
+void KernelRoutes::retry(FieldId /*field*/, const void* /*key*/) {
+  retryWait_ = std::min<Nanoseconds>(2 * retryWait_, mostRetrySpacing);
+  if (damaged_) {
+    lost();
+  } else {
+    doubts_.everything = true;
+  }
   recheckLater();
 }
 
@@ -289,7 +298,8 @@ void KernelRoutes::recheck(FieldId /*field*/, const void* /*key*/) {
     ++counters_.resyncs;
     lost_ = false;
     damaged_ = false;
-    damageTimer_->stopTimerTask();
+    disturbed_ = false;
+    retryTimer_->stopTimerTask();
     requests = state_.everything();
   } else {
     ++counters_.checks;

@@ -10,6 +10,8 @@
 //              was done by rule is checked by reading the routes concerned again
 //
 //   damage     a message does not read: as for what was lost; if it never does, ever more seldom
+//   disturbed  changes of routes may have hidden others from a dump (VrfRoutes.h): read everything
+//              again; while changes go on and disturb each reading, ever more seldom
 //
 // Reading again begins at most once a second, and a check a little after its reason, because the
 // kernel drops routes after it tells of the reason. Notifications are never stopped for it, and
@@ -18,6 +20,7 @@
 //
 // It is synced when what is here is what the kernel has, as far as anybody can tell: from the end
 // of the first reading on, but not from a loss or a damaged message to the end of the next reading.
+// A disturbed dump has nobody wait: changes that go on would never let it be synced.
 // A VRF is ready, once, when its first routes are complete, or all that read; then its manager may
 // start.
 //
@@ -117,7 +120,7 @@ class KernelRoutes {
   void recheckLater();
   bool everythingWanted() const noexcept;
   Nanoseconds recheckDelay() const;
-  void damageOverdue(FieldId field, const void* key);
+  void retry(FieldId field, const void* key);
   std::vector<DumpRequest> checksOf(const std::set<std::uint32_t>& interfaces) const;
   void recheck(FieldId field, const void* key);
   void vrfAdded(Vrf& vrf);
@@ -143,19 +146,22 @@ class KernelRoutes {
   Nanoseconds lastReading_{0};
   // Something was lost that no dump under way or in the queue makes good.
   bool lost_ = false;
-  // The same of messages that did not read; how long to wait before asking for them again.
+  // The same of messages that did not read.
   bool damaged_ = false;
-  Nanoseconds damageWait_;
+  // The same of dumps that were disturbed.
+  bool disturbed_ = false;
+  // How long to wait before reading again what did not read or was disturbed.
+  Nanoseconds retryWait_;
   bool synced_ = false;
   bool started_ = false;
   std::set<VrfName> notReady_;
   Counters counters_;
 
   Ptr<TimerTask> timer_;
-  Ptr<TimerTask> damageTimer_;
+  Ptr<TimerTask> retryTimer_;
   Ptr<TimerTask> answerTimer_;
   Subscription<KernelRoutes, &KernelRoutes::recheck> timerRun_{*this};
-  Subscription<KernelRoutes, &KernelRoutes::damageOverdue> damageTimerRun_{*this};
+  Subscription<KernelRoutes, &KernelRoutes::retry> retryTimerRun_{*this};
   Subscription<KernelRoutes, &KernelRoutes::answerOverdue> answerTimerRun_{*this};
 };
 

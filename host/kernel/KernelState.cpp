@@ -461,7 +461,7 @@ void KernelState::dumpEnd(bool complete) {
       break;
     case DumpRequest::Kind::routes:
       if (dumping_ != nullptr) {
-        dumping_->dumpEnd(whole);
+        recheck_.disturbed = !dumping_->dumpEnd(whole) || recheck_.disturbed;
         dumping_ = nullptr;
       }
       break;

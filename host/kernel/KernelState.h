@@ -61,6 +61,8 @@ struct Recheck {
   std::set<std::uint32_t> interfaces;
   // Messages did not read, of dumps or others. They may be such that they never do.
   bool damaged = false;
+  // A dump may have passed over what is there. So may the next, while routes keep changing.
+  bool disturbed = false;
 
   // Whether the kernel has, or is about to have, other routes than there are here.
   bool any() const noexcept { return everything || !interfaces.empty(); }

@@ -190,7 +190,17 @@ bool VrfRoutes::routeDel(const RouteMessage& route, FecId fec) {
   before.push_back(removed);
   const bool fits = routeRemove(route, removed);
   touch({route.prefix, route.metric}, before);
+  if (route.prefix.family() == AddressFamily::ipv6 && !dumpedTableHas(route.prefix)) {
+    dump_->disturbed = true;
+  }
   return fits;
+}
+
+bool VrfRoutes::dumpedTableHas(const IpGenPrefix& prefix) const {
+  const Alternatives present = alternatives(prefix);
+  return std::any_of(present.begin(), present.end(), [this](const Alternative& alternative) {
+    return alternative.local == dump_->scope.local;
+  });
 }
 
 void VrfRoutes::touch(const Key& key, const Alternatives& before) {
@@ -434,11 +444,12 @@ void VrfRoutes::lateApply(Alternatives& present) {
   dump_->late.clear();
 }
 
-void VrfRoutes::dumpEnd(bool whole) {
+bool VrfRoutes::dumpEnd(bool whole) {
   ROUTING_ASSERT(dump_ && "a dump is under way");
   groupApply();
   const Scope scope = dump_->scope;
-  if (whole && !dump_->first) {
+  const bool disturbed = dump_->disturbed;
+  if (whole && !disturbed && !dump_->first) {
     removeIf(scope.family,
              [this, scope](const IpGenPrefix& prefix, const Alternative& alternative) {
                return !dump_->seen(prefix) && dump_->covers(prefix, alternative) &&
@@ -449,6 +460,7 @@ void VrfRoutes::dumpEnd(bool whole) {
     dumped_ |= scopeBit(scope);
   }
   dump_.reset();
+  return !disturbed;
 }
 
 void VrfRoutes::unusableDel() {

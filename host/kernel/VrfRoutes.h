@@ -28,6 +28,12 @@
 // at its end, if it was whole. What a notification said during a dump counts for more than the
 // dump, which may have read the route before that: the notification was later in any case.
 //
+// An IPv6 dump of the kernel goes on after a change of its table by counting prefixes: it passes
+// over as many as it has named. When one of those is gone by then, it passes over another, and says
+// nothing of it. Whatever calls for the new count (a route that came, a link, a nexthop object)
+// need not be told of, so every dump in which the last route of a prefix was removed counts as
+// disturbed: nothing is swept, and who asked should ask again.
+//
 // Owner: KernelState, one for each VRF. It must end before the VRF.
 
 #include <cstdint>
@@ -90,8 +96,9 @@ class VrfRoutes {
   // One dump at a time. Requires: no dump under way.
   void dumpBegin(const Scope& scope);
   void dumpRoute(const RouteMessage& route, FecId fec);
+  // `whole`: the kernel sent all that it meant to. False when the dump was disturbed.
   // Requires: a dump under way.
-  void dumpEnd(bool whole);
+  bool dumpEnd(bool whole);
 
   // Removes the routes over unusable FECs, if there are any.
   void unusableDel();
@@ -128,6 +135,8 @@ class VrfRoutes {
     Alternatives group;
     // Those whose metric was touched.
     Alternatives late;
+    // It may have passed over what is there.
+    bool disturbed = false;
 
     bool seen(const IpGenPrefix& prefix) const noexcept;
     void seenIs(const IpGenPrefix& prefix);
@@ -148,6 +157,7 @@ class VrfRoutes {
   void routeAdd(const RouteMessage& route, const Alternative& added, std::uint16_t flags);
   bool routeRemove(const RouteMessage& route, const Alternative& removed);
   void touch(const Key& key, const Alternatives& before);
+  bool dumpedTableHas(const IpGenPrefix& prefix) const;
   void lateApply(Alternatives& present);
   bool routeIsAlone(const IpGenPrefix& prefix, const Alternative& alternative, std::uint16_t flags);
   void add4(Alternatives& present, const Alternative& added, std::uint16_t flags) const;

@@ -180,6 +180,31 @@ TEST_F(Conversation, WhatNeverReadsIsAskedForEverMoreSeldom) {
   EXPECT_FALSE(routes_->synced());
 }
 
+TEST_F(Conversation, WhatIsDisturbedEachTimeIsReadEverMoreSeldomAndHoldsNobodyUp) {
+  disturbed_ = true;
+  answerAll();
+  EXPECT_EQ(ready_, 1);
+  EXPECT_TRUE(routes_->synced());
+  passAnswering(seconds(4));
+  EXPECT_EQ(counters().resyncs, 2U);
+  passAnswering(minutes(10));
+  EXPECT_GE(counters().resyncs, 12U);
+  EXPECT_LE(counters().resyncs, 16U) << "once a minute in the end";
+  EXPECT_TRUE(routes_->synced());
+}
+
+TEST_F(Conversation, WhatWasDisturbedIsReadOnceMoreWhenNothingDisturbsIt) {
+  follow();
+  disturbed_ = true;
+  sendTooLarge();
+  passAnswering(milliseconds(1500));
+  EXPECT_EQ(counters().resyncs, 1U);
+  EXPECT_TRUE(routes_->synced());
+  disturbed_ = false;
+  passAnswering(minutes(2));
+  EXPECT_EQ(counters().resyncs, 2U);
+}
+
 TEST_F(Conversation, WhatReadsAgainIsSweptAndSynced) {
   follow();
   damaged_ = true;

@@ -107,6 +107,45 @@ TEST_F(DumpTest, WhatIsRemovedDuringTheFirstDumpDoesNotComeBackWithIt) {
   EXPECT_EQ(shown("2001:db8:1::/48"), "fe80::2");
 }
 
+// The kernel resumes by counting: it passed over the second for the first, which it had named.
+TEST_F(DumpTest, AnIpv6RouteThatADumpPassedOverForARemovedOneIsNotTakenAway) {
+  const TestRoute first = via("2001:db8:1::/48", "fe80::2", 1024);
+  const TestRoute second = via("2001:db8:2::/48", "fe80::2", 1024);
+  const TestRoute third = via("2001:db8:3::/48", "fe80::2", 1024);
+  dump(main6(), {first, second, third});
+  state_->dumpBegin(main6());
+  dumped(first);
+  dumped(via("2001:db8:1:1::/64", "fe80::2", 1024));
+  remove(first);
+  add(via("2001:db8:9::/48", "fe80::2", 1024));
+  dumped(third);
+  state_->dumpEnd(true);
+  EXPECT_EQ(shown("2001:db8:1::/48"), "absent");
+  EXPECT_EQ(shown("2001:db8:2::/48"), "fe80::2");
+  EXPECT_TRUE(state_->takeRecheck().disturbed);
+}
+
+TEST_F(DumpTest, TheFirstIpv6DumpIsReadAgainWhenARouteWentMeanwhile) {
+  state_->dumpBegin(main6());
+  dumped(via("2001:db8:1::/48", "fe80::2", 1024));
+  remove(via("2001:db8:1::/48", "fe80::2", 1024));
+  state_->dumpEnd(true);
+  EXPECT_TRUE(state_->takeRecheck().disturbed);
+}
+
+TEST_F(DumpTest, AnIpv6PrefixThatKeepsARouteDisturbsNoDump) {
+  dump(main6(), {via("2001:db8:1::/48", "fe80::2", 1024), via("2001:db8:2::/48", "fe80::2", 1024)});
+  state_->dumpBegin(main6());
+  add(via("2001:db8:1::/48", "fe80::3", 1024), append);
+  remove(via("2001:db8:1::/48", "fe80::2", 1024));
+  remove({.prefix = "2001:db8::/32", .hops = {{"fe80::2"}}, .table = 1000});
+  remove(via("192.0.2.0/24", "10.0.0.2"));
+  state_->dumpEnd(true);
+  EXPECT_EQ(shown("2001:db8:1::/48"), "fe80::3");
+  EXPECT_EQ(shown("2001:db8:2::/48"), "absent");
+  EXPECT_FALSE(state_->takeRecheck().disturbed);
+}
+
 TEST_F(DumpTest, TheOtherTableAndFamilyAndVrfAreLeftAlone) {
   add({.prefix = "10.0.0.1/32", .table = 255, .type = RTN_LOCAL});
   add(via("2001:db8::/32", "fe80::2", 1024));

@@ -139,6 +139,10 @@ class ConversationTest : public ::testing::Test {
       static_cast<rtmsg*>(mnl_nlmsg_get_payload(message.head()))->rtm_dst_len = 33;
       datagram.add(answering(asked, std::move(message)));
     }
+    if (disturbed_ && asked.family == AF_INET6) {
+      const TestRoute gone{.prefix = "2001:db8::/32", .hops = {{"fe80::2"}}, .table = asked.table};
+      datagram.add(routeMessage(gone, RTM_DELROUTE, 0));
+    }
     MessageBuilder done(NLMSG_DONE, flags);
     done.body(int{0});
     datagram.add(answering(asked, std::move(done)));
@@ -183,6 +187,8 @@ class ConversationTest : public ::testing::Test {
   std::vector<TestRoute> table_;
   // Each dump of routes has a message that does not read.
   bool damaged_ = false;
+  // During each dump of IPv6 routes a route is removed.
+  bool disturbed_ = false;
   FileDescriptor kernel_;
   Ptr<VirtualClock> clock_ = makeEntity<VirtualClock>();
   Ptr<TaskScheduler> scheduler_ = makeEntity<TaskScheduler>(clock_);
