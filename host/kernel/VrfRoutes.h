@@ -145,6 +145,7 @@ class VrfRoutes {
   using Range = std::pair<Alternatives::iterator, Alternatives::iterator>;
   using Doomed = std::function<bool(const IpGenPrefix& prefix, const Alternative& alternative)>;
 
+  static Range rangeOf(Alternatives& alternatives, const Alternative& key) noexcept;
   Alternative alternativeOf(const RouteMessage& route, FecId fec) const noexcept;
   // True when the scope is of all interfaces, or of one that the route uses.
   bool isIn(const Scope& scope, const Alternative& alternative) const;
