@@ -158,6 +158,7 @@ class VrfRoutes {
   void routeAdd(const RouteMessage& route, const Alternative& added, std::uint16_t flags);
   bool routeRemove(const RouteMessage& route, const Alternative& removed);
   void touch(const Key& key, const Alternatives& before);
+  void regroup(const Key& key, const Alternatives& gone);
   bool dumpedTableHas(const IpGenPrefix& prefix) const;
   void lateApply(Alternatives& present);
   bool routeIsAlone(const IpGenPrefix& prefix, const Alternative& alternative, std::uint16_t flags);

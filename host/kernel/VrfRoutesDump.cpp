@@ -70,6 +70,20 @@ void VrfRoutes::touch(const Key& key, const Alternatives& before) {
                before.end(),
                std::back_inserter(gone),
                [&](const Alternative& alternative) { return !has(present, alternative); });
+  if (key.prefix == dump_->current) {
+    regroup(key, gone);
+  }
+}
+
+// What the dump named of the key just before the notification is treated as if it came after.
+void VrfRoutes::regroup(const Key& key, const Alternatives& gone) {
+  std::erase_if(dump_->late, [&](const Alternative& named) { return has(gone, named); });
+  std::erase_if(dump_->group, [&](const Alternative& named) {
+    if (named.metric == key.metric && !has(gone, named)) {
+      dump_->late.push_back(named);
+    }
+    return named.metric == key.metric;
+  });
 }
 
 // ---- dumps

@@ -77,6 +77,39 @@ TEST_F(DumpTest, WhatWasRemovedDuringTheDumpDoesNotComeBackWithIt) {
   EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.9");
 }
 
+TEST_F(DumpTest, WhatIsRemovedWhenTheDumpHasJustNamedItStaysRemoved) {
+  for (const std::string prefix : {"192.0.2.0/24", "2001:db8::/32"}) {
+    const bool ipv4 = prefix[0] == '1';
+    const TestRoute gone = via(prefix, ipv4 ? "10.0.0.2" : "fe80::2", 1024);
+    add(gone);
+    state_->dumpBegin(ipv4 ? main4() : main6());
+    dumped(gone);
+    remove(gone);
+    state_->dumpEnd(true);
+    EXPECT_EQ(shown(prefix), "absent");
+  }
+}
+
+TEST_F(DumpTest, WhatIsRemovedAfterAnotherOfItsMetricDoesNotComeBackEither) {
+  add(via("192.0.2.0/24", "10.0.0.2"));
+  add(via("192.0.2.0/24", "10.0.0.3"), append);
+  state_->dumpBegin(main4());
+  remove(via("192.0.2.0/24", "10.0.0.2"));
+  dumped(via("192.0.2.0/24", "10.0.0.3"));
+  remove(via("192.0.2.0/24", "10.0.0.3"));
+  state_->dumpEnd(true);
+  EXPECT_EQ(shown("192.0.2.0/24"), "absent");
+}
+
+TEST_F(DumpTest, WhatIsNamedJustBeforeAnotherOfItsMetricIsRemovedStays) {
+  state_->dumpBegin(main4());
+  dumped(via("192.0.2.0/24", "10.0.0.2"));
+  dumped(via("192.0.2.0/24", "10.0.0.3"));
+  remove(via("192.0.2.0/24", "10.0.0.2"));
+  state_->dumpEnd(true);
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.3");
+}
+
 TEST_F(DumpTest, WhatWasReplacedDuringTheDumpStaysReplaced) {
   add(via("192.0.2.0/24", "10.0.0.2"));
   state_->dumpBegin(main4());
@@ -388,6 +421,9 @@ TEST_F(ModelTest, FollowingEveryMessageEndsInTheKernelsState) {
 
 TEST_F(ModelTest, ADumpAmongChangesEndsInTheKernelsState) {
   const Support::SeedTrace trace(Support::seed());
+  while (model_.table().size() < 6) {
+    tell(model_.change());
+  }
   for (int round = 0; round < 1'000; ++round) {
     dumpAmongChanges(false);
     expectEqual();
