@@ -194,6 +194,7 @@ void KernelRoutes::dumpNext() {
 
 // Routes that do not read keep nobody waiting, as they may never do.
 void KernelRoutes::queueIsEmpty() {
+  state_.readingEnd();
   doubtsTake();
   if (lost_) {
     return;

@@ -417,6 +417,7 @@ std::vector<DumpRequest> KernelState::routesOf(const Vrf& vrf, std::uint32_t int
 }
 
 void KernelState::dumpBegin(const DumpRequest& request) {
+  reading_ = true;
   dump_ = request;
   damaged_ = false;
   switch (request.kind) {
@@ -468,7 +469,18 @@ void KernelState::dumpEnd(bool complete) {
   }
 }
 
+void KernelState::readingEnd() {
+  reading_ = false;
+  unusableDel();
+}
+
 void KernelState::batchEnd() {
+  if (!reading_) {
+    unusableDel();
+  }
+}
+
+void KernelState::unusableDel() {
   for (const auto& routes : routes_) {
     routes->unusableDel();
   }

@@ -21,7 +21,8 @@
 // does so a little later, because the kernel sends the message first and drops the routes after.
 //
 // Messages come in batches; batchEnd() closes one. Routes that a batch left without a live hop are
-// removed there, in one walk.
+// removed there, in one walk. While the kernel is read they wait for the end of the reading: links,
+// addresses and nexthop objects are read before the routes, which may lead elsewhere by now.
 //
 // Owner: KernelRoutes. It follows Vrfs and must end before it.
 
@@ -93,6 +94,8 @@ class KernelState {
   void dumpMessage(const Message& message) { apply(message, true); }
   // Complete: the kernel sent all of it, and in one piece.
   void dumpEnd(bool complete);
+  // No dump follows the last one.
+  void readingEnd();
   void batchEnd();
 
   // What should be read again since this was asked last.
@@ -133,6 +136,7 @@ class KernelState {
   void addressDel(const AddressMessage& address);
   void objectDel(std::uint32_t object);
   void routesOfGoneDel(std::uint32_t object);
+  void unusableDel();
   void objectsChanged(const NexthopObjects::Ids& objects);
   void vrfDeviceIs(const LinkMessage& link, bool named);
   void vrfDeviceDel(std::uint32_t interface);
@@ -157,6 +161,8 @@ class KernelState {
   Recheck recheck_;
   KernelCounters counters_;
 
+  // From the first of several dumps to the end of the last.
+  bool reading_ = false;
   DumpRequest dump_;
   // Of a dump of routes; null when its VRF has gone meanwhile.
   VrfRoutes* dumping_ = nullptr;

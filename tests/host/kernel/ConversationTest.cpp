@@ -129,6 +129,19 @@ TEST_F(Conversation, ADumpThatGoesOnIsNotGivenUp) {
   EXPECT_EQ(counters().failedDumps, 0U);
 }
 
+TEST_F(Conversation, WhatIsLeftWithoutALiveHopIsGoneWhenTheReadingHasEnded) {
+  follow();
+  answer(askedAgain());  // The links.
+  notify(linkMessage(1, "v1", 0));
+  EXPECT_TRUE(has("192.0.1.0/24")) << "the routes are about to be read";
+  for (turn(); const auto asked = request();) {
+    answer(*asked, NLM_F_DUMP_INTR);
+  }
+  EXPECT_FALSE(has("192.0.1.0/24"));
+  notify(linkMessage(2, "v2", 0));
+  EXPECT_FALSE(has("192.0.2.0/24"));
+}
+
 TEST_F(Conversation, ReasonsForChecksThatKeepComingDoNotKeepALossFromBeingMadeGood) {
   follow();
   sendTooLarge();

@@ -281,6 +281,51 @@ TEST_F(DumpTest, ObjectsLinksAndAddressesThatAreNotNamedAreGone) {
   EXPECT_EQ(state_->links().link(1), nullptr);
 }
 
+TEST_F(DumpTest, WhatAReadingMissesTakesNoRouteAwayBeforeTheRoutesAreRead) {
+  tell(nexthopMessage(10, "10.0.0.2", 1));
+  add({.prefix = "192.0.2.0/24", .object = 10});
+  add(via("192.0.3.0/24", "10.0.0.2"));
+  add({.prefix = "192.0.4.0/24", .hops = {{"10.1.0.2", 2}}});
+  // Moved to interface 2 and object 30 by messages that were lost.
+  dumpMore({Kind::links}, {});
+  state_->dumpBegin({Kind::nexthops});
+  state_->dumpMessage(nexthopMessage(30, "10.1.0.3", 2).message());
+  state_->dumpEnd(true);
+  state_->batchEnd();
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.2");
+  EXPECT_EQ(shown("192.0.3.0/24"), "10.0.0.2");
+  dumpMore(main4(),
+           {{.prefix = "192.0.2.0/24", .object = 30},
+            {.prefix = "192.0.3.0/24", .hops = {{"10.1.0.2", 2}}}});
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.1.0.3");
+  EXPECT_EQ(shown("192.0.3.0/24"), "10.1.0.2");
+  EXPECT_EQ(shown("192.0.4.0/24"), "absent");
+}
+
+TEST_F(DumpTest, WhatIsLeftWithoutALiveHopGoesWithTheEndOfTheReading) {
+  tell(nexthopMessage(10, "10.0.0.2", 1));
+  add({.prefix = "192.0.2.0/24", .object = 10});
+  dumpMore({Kind::nexthops}, {});
+  dumpMore(main4(), {}, false);
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.2");
+  state_->readingEnd();
+  EXPECT_EQ(shown("192.0.2.0/24"), "absent");
+}
+
+TEST_F(DumpTest, AGroupThatIsNamedBeforeItsMemberKeepsItsRoutes) {
+  tell(nexthopMessage(11, "10.0.0.2", 1));
+  tell(groupMessage(10, {{11, 1}}));
+  add({.prefix = "192.0.2.0/24", .object = 10});
+  state_->dumpBegin({Kind::nexthops});
+  state_->dumpMessage(groupMessage(10, {{20, 1}}).message());
+  state_->batchEnd();
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.2");
+  state_->dumpMessage(nexthopMessage(20, "10.0.0.3", 1).message());
+  state_->dumpEnd(true);
+  state_->readingEnd();
+  EXPECT_EQ(shown("192.0.2.0/24"), "10.0.0.3");
+}
+
 TEST_F(DumpTest, AVrfMayGoInTheMiddleOfItsDump) {
   state_->dumpBegin({Kind::routes, AddressFamily::ipv4, 1000, 0});
   const TestRoute route{.prefix = "192.0.2.0/24", .hops = {{"10.0.0.2"}}, .table = 1000};

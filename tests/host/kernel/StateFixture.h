@@ -46,13 +46,21 @@ class StateTest : public ::testing::Test {
   void dumped(const TestRoute& route) {
     state_->dumpMessage(routeMessage(route, RTM_NEWROUTE, NLM_F_MULTI).message());
   }
-  void dump(const DumpRequest& request, const std::vector<TestRoute>& routes, bool whole = true) {
+  // One dump of a reading that goes on, and the end of its batch.
+  void dumpMore(const DumpRequest& request,
+                const std::vector<TestRoute>& routes,
+                bool whole = true) {
     state_->dumpBegin(request);
     for (const TestRoute& route : routes) {
       dumped(route);
     }
     state_->dumpEnd(whole);
     state_->batchEnd();
+  }
+  // A reading of one dump.
+  void dump(const DumpRequest& request, const std::vector<TestRoute>& routes, bool whole = true) {
+    dumpMore(request, routes, whole);
+    state_->readingEnd();
   }
   static DumpRequest main4() { return {Kind::routes, AddressFamily::ipv4, 254, 0}; }
   static DumpRequest main6() { return {Kind::routes, AddressFamily::ipv6, 254, 0}; }
