@@ -118,7 +118,7 @@ void KernelState::nexthopMessage(const Message& message) {
   }
   objectsChanged(objects_.nexthopIs(nexthop_));
   // Its routes change their type.
-  if (known && blackholed != nexthop_.blackhole) {
+  if (known && blackholed != objects_.blackhole(object)) {
     recheck_.everything = true;
   }
 }

@@ -47,7 +47,15 @@ NexthopObjects::Ids NexthopObjects::sweep() {
 
 bool NexthopObjects::blackhole(std::uint32_t object) const noexcept {
   const auto found = objects_.find(object);
-  return found != objects_.end() && found->second.content.blackhole;
+  if (found == objects_.end()) {
+    return false;
+  }
+  const NexthopMessage& content = found->second.content;
+  return content.blackhole ||
+         std::any_of(content.group.begin(), content.group.end(), [this](const auto& member) {
+           const auto leaf = objects_.find(member.object);
+           return leaf != objects_.end() && leaf->second.content.blackhole;
+         });
 }
 
 Hops NexthopObjects::hops(std::uint32_t object) const {

@@ -32,6 +32,7 @@ class NexthopObjects {
   Ids sweep();
 
   bool has(std::uint32_t object) const noexcept { return objects_.count(object) != 0; }
+  // By itself, or as the group of a blackhole.
   bool blackhole(std::uint32_t object) const noexcept;
   // None for a blackhole, and for one that is not known.
   Hops hops(std::uint32_t object) const;

@@ -278,13 +278,23 @@ TEST_F(KernelStateTest, AnObjectMadeAgainInTheBatchOfItsRemovalHasNoneOfItsOldRo
   EXPECT_EQ(state_->takeRecheck().interfaces, std::set<std::uint32_t>{1});
 }
 
+TEST_F(KernelStateTest, AGroupThatBecomesABlackholeOrNoneAsksForAReading) {
+  tell(blackholeMessage(1));
+  tell(nexthopMessage(2, "10.0.0.2", 1));
+  tell(nexthopMessage(3, "10.0.0.3", 1));
+  tell(groupMessage(10, {{1, 1}}));
+  EXPECT_FALSE(state_->takeRecheck().any());
+  tell(groupMessage(10, {{2, 1}}));
+  EXPECT_TRUE(state_->takeRecheck().everything) << "its routes were of type blackhole";
+  tell(groupMessage(10, {{3, 1}}));
+  EXPECT_FALSE(state_->takeRecheck().any());
+  tell(groupMessage(10, {{1, 1}}));
+  EXPECT_TRUE(state_->takeRecheck().everything);
+}
+
 TEST_F(KernelStateTest, AnObjectOfNoRouteNeedsNoReadingWhenItGoes) {
   tell(nexthopMessage(1, "10.0.0.2", 1));
-  MessageBuilder blackhole(RTM_NEWNEXTHOP);
-  blackhole.body(nhmsg{});
-  blackhole.number(NHA_ID, 2);
-  blackhole.bytes(NHA_BLACKHOLE, nullptr, 0);
-  tell(std::move(blackhole));
+  tell(blackholeMessage(2));
   tell(nexthopMessage(1, "10.0.0.2", 1, RTM_DELNEXTHOP));
   tell(nexthopMessage(2, "10.0.0.2", 1, RTM_DELNEXTHOP));
   tell(nexthopMessage(3, "10.0.0.2", 1, RTM_DELNEXTHOP));

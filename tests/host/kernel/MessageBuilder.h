@@ -230,6 +230,14 @@ inline MessageBuilder nexthopMessage(std::uint32_t object,
   return builder;
 }
 
+inline MessageBuilder blackholeMessage(std::uint32_t object) {
+  MessageBuilder builder(RTM_NEWNEXTHOP);
+  builder.body(nhmsg{});
+  builder.number(NHA_ID, object);
+  builder.bytes(NHA_BLACKHOLE, nullptr, 0);
+  return builder;
+}
+
 // Members and their weights.
 inline MessageBuilder groupMessage(std::uint32_t object,
                                    const std::vector<std::pair<std::uint32_t, unsigned>>& members) {
