@@ -469,17 +469,6 @@ void KernelState::dumpEnd(bool complete) {
   }
 }
 
-void KernelState::readingEnd() {
-  reading_ = false;
-  unusableDel();
-}
-
-void KernelState::batchEnd() {
-  if (!reading_) {
-    unusableDel();
-  }
-}
-
 void KernelState::unusableDel() {
   for (const auto& routes : routes_) {
     routes->unusableDel();

@@ -95,8 +95,15 @@ class KernelState {
   // Complete: the kernel sent all of it, and in one piece.
   void dumpEnd(bool complete);
   // No dump follows the last one.
-  void readingEnd();
-  void batchEnd();
+  void readingEnd() {
+    reading_ = false;
+    unusableDel();
+  }
+  void batchEnd() {
+    if (!reading_) {
+      unusableDel();
+    }
+  }
 
   // What should be read again since this was asked last.
   Recheck takeRecheck();
