@@ -336,11 +336,7 @@ std::vector<DumpRequest> KernelRoutes::checksOf(const std::set<std::uint32_t>& i
 KernelRoutes::Counters KernelRoutes::counters() const {
   Counters counters = counters_;
   counters.messages = state_.counters();
-  for (const auto& vrf : vrfs_.all()) {
-    if (const VrfRoutes* routes = state_.routes(*vrf)) {
-      counters.viasBeyondLimit += routes->feed().fecs().viasBeyondLimit();
-    }
-  }
+  counters.viasBeyondLimit = state_.viasBeyondLimit();
   return counters;
 }
 

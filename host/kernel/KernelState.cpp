@@ -72,7 +72,6 @@ void KernelState::routeMessage(const Message& message, bool inDump) {
     ++counters_.otherTables;
     return;
   }
-  counters_.deepLabelStacks += route_.deepLabelStacks;
   if (message.type == RTM_DELROUTE) {
     // A dump may have read the route before, and name it yet.
     const FecId fec = routes->inDump(route_) ? fecOf(*routes, route_) : knownFecOf(*routes, route_);
@@ -82,6 +81,7 @@ void KernelState::routeMessage(const Message& message, bool inDump) {
     }
     return;
   }
+  counters_.deepLabelStacks += route_.deepLabelStacks;
   preferredSourceIs(route_);
   if (!inDump && route_.object != 0 && !objects_.has(route_.object)) {
     recheck_.everything = true;
@@ -259,6 +259,7 @@ void KernelState::linkDel(std::uint32_t interface) {
   if (interfaceUsed(interface)) {
     recheck_.interfaces.insert(interface);
   }
+  otherInterfaces_.erase(interface);
   linkDown(interface);
   links_.linkDel(interface);
   vrfDeviceDel(interface);
@@ -332,6 +333,14 @@ void KernelState::objectsChanged(const NexthopObjects::Ids& objects) {
   }
 }
 
+std::uint64_t KernelState::viasBeyondLimit() const noexcept {
+  std::uint64_t sum = viasBeyondLimit_;
+  for (const auto& routes : routes_) {
+    sum += routes->feed().fecs().viasBeyondLimit();
+  }
+  return sum;
+}
+
 // ---- VRFs
 // ----------------------------------------------------------------------------------------
 
@@ -387,6 +396,7 @@ void KernelState::vrfChanged(Vrf& vrf, bool added) {
     if (dumping_ == routes.get()) {
       dumping_ = nullptr;
     }
+    viasBeyondLimit_ += routes->feed().fecs().viasBeyondLimit();
     return true;
   });
 }

@@ -116,6 +116,8 @@ class KernelState {
   // Null for a VRF that is not followed.
   const VrfRoutes* routes(const Vrf& vrf) const noexcept;
   const KernelCounters& counters() const noexcept { return counters_; }
+  // Of all VRFs that there are and were.
+  std::uint64_t viasBeyondLimit() const noexcept;
 
   // Called with a VRF that came after construction.
   using VrfAdded = std::function<void(Vrf& vrf)>;
@@ -167,6 +169,8 @@ class KernelState {
   std::set<std::uint32_t> otherInterfaces_;
   Recheck recheck_;
   KernelCounters counters_;
+  // Of VRFs that have gone.
+  std::uint64_t viasBeyondLimit_ = 0;
 
   // From the first of several dumps to the end of the last.
   bool reading_ = false;

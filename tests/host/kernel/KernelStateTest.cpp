@@ -93,6 +93,8 @@ TEST_F(KernelStateTest, ALinkOfALocalRouteAloneIsReadAgainWhenItGoes) {
   add({.prefix = "192.0.2.0/24", .hops = {{"", 2}}, .table = 255, .type = RTN_LOCAL});
   tell(linkMessage(2, "v2", 0, 0, RTM_DELLINK));
   EXPECT_EQ(state_->takeRecheck().interfaces, std::set<std::uint32_t>{2});
+  tell(linkMessage(2, "v2", 0, 0, RTM_DELLINK));
+  EXPECT_FALSE(state_->takeRecheck().any()) << "it is forgotten";
 }
 
 TEST_F(KernelStateTest, ALocalRouteOfAVrfStandsInItsOwnTable) {
@@ -340,6 +342,24 @@ TEST_F(KernelStateTest, AVrfDeviceIsAVrfOfItsNameAndTable) {
   EXPECT_EQ(shown(*vrfs_.vrf("red"), "192.0.2.0/24"), "10.0.0.2");
   tell(linkMessage(7, "red", 0, 10, RTM_DELLINK));
   EXPECT_EQ(vrfs_.vrf("red"), nullptr);
+}
+
+TEST_F(KernelStateTest, ViasBeyondTheLimitStayCountedWhenTheirVrfHasGone) {
+  TestRoute route{.prefix = "192.0.2.0/24", .table = 1000};
+  for (int interface = 0; interface < static_cast<int>(FibGen::Fec::maxVias) + 3; ++interface) {
+    route.hops.push_back({"", 100 + interface});
+  }
+  add(route);
+  EXPECT_EQ(state_->viasBeyondLimit(), 3U);
+  vrfs_.vrfDel("blue");
+  EXPECT_EQ(state_->viasBeyondLimit(), 3U);
+}
+
+TEST_F(KernelStateTest, ADeepLabelStackIsCountedWhenItsRouteComesAndNotWhenItGoes) {
+  const TestRoute route{.prefix = "192.0.2.0/24", .hops = {{"10.0.0.2", 1, 1, 0, {100, 200}}}};
+  add(route);
+  remove(route);
+  EXPECT_EQ(state_->counters().deepLabelStacks, 1U);
 }
 
 TEST_F(KernelStateTest, AVrfDeviceHasItsIpv6RoutesAndAddressesInItsOwnTable) {
