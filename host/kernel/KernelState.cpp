@@ -485,6 +485,11 @@ void KernelState::unusableDel() {
   }
 }
 
-Recheck KernelState::takeRecheck() { return std::exchange(recheck_, {}); }
+Recheck KernelState::takeRecheck() {
+  for (const auto& routes : routes_) {
+    recheck_.everything = routes->takeUnordered() || recheck_.everything;
+  }
+  return std::exchange(recheck_, {});
+}
 
 }  // namespace Routing::Host

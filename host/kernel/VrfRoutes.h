@@ -40,6 +40,7 @@
 #include <functional>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "host/feed/FibFeed.h"
@@ -99,6 +100,10 @@ class VrfRoutes {
   // `whole`: the kernel sent all that it meant to. False when the dump was disturbed.
   // Requires: a dump under way.
   bool dumpEnd(bool whole);
+
+  // True when a dump of an interface added a route beside others of its metric since this was asked
+  // last. It stands behind them here; where the kernel has it only a dump of everything tells.
+  bool takeUnordered() noexcept { return std::exchange(unordered_, false); }
 
   // Removes the routes over unusable FECs, if there are any.
   void unusableDel();
@@ -180,6 +185,7 @@ class VrfRoutes {
   std::optional<Dump> dump_;
   // Scopes that were dumped whole, as bits.
   std::uint8_t dumped_ = 0;
+  bool unordered_ = false;
 };
 
 }  // namespace Routing::Host

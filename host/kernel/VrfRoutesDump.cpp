@@ -168,6 +168,7 @@ void VrfRoutes::groupApply() {
   for (const Alternative& alternative : group) {
     const auto [first, last] = rangeOf(present, alternative);
     if (std::find(first, last, alternative) == last) {
+      unordered_ = unordered_ || (scope.interface != 0 && first != last);
       present.insert(last, alternative);
     }
   }

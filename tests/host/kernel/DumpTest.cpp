@@ -226,6 +226,16 @@ TEST_F(DumpTest, ADumpOfAnInterfaceLeavesTheOrderAtAMetricAsItIs) {
   EXPECT_EQ(events_, 0);
 }
 
+TEST_F(DumpTest, WhatADumpOfAnInterfaceAddsBesideOthersAsksForTheirOrder) {
+  const TestRoute one = via("192.0.2.0/24", "10.0.0.2");
+  const TestRoute two{.prefix = "192.0.2.0/24", .hops = {{"10.1.0.2", 2}}};
+  add(two);
+  dump({Kind::routes, AddressFamily::ipv4, 254, 1}, {one, via("192.0.3.0/24", "10.0.0.2")});
+  EXPECT_TRUE(state_->takeRecheck().everything) << "the kernel may have it before the other";
+  dump({Kind::routes, AddressFamily::ipv4, 254, 1}, {one, via("192.0.3.0/24", "10.0.0.2")});
+  EXPECT_FALSE(state_->takeRecheck().any()) << "it is known";
+}
+
 TEST_F(DumpTest, ADumpOfEverythingTellsTheOrderAtAMetric) {
   const TestRoute one = via("192.0.2.0/24", "10.0.0.2");
   const TestRoute two = via("192.0.2.0/24", "10.0.0.3");
