@@ -19,6 +19,12 @@ bool isNews(const NexthopView& before, const NexthopView& after) noexcept {
          after.reason == NexthopReason::vrfGone;
 }
 
+// Looked at in this run, and unknown since: the VRF has gone that its entry was written for. The
+// entry stays on record, but says nothing of a VRF that came back until it is written again.
+bool outlivedItsVrf(const Told& told) noexcept {
+  return told.epoch != 0 && told.view.state == NexthopState::unknown;
+}
+
 template <class Member>
 void emptyOut(std::vector<Member>& members) {
   if (members.capacity() > writesKept) {
@@ -186,7 +192,8 @@ void NexthopTable::commitGroup(Group& group) {
     if (slot.group != &group || slot.told.removed()) {
       continue;
     }
-    if (settle(slot, judge(group.entry(slot.addr), slot.addr.family(), slot.policy, condition))) {
+    const auto* entry = outlivedItsVrf(slot.told) ? nullptr : group.entry(slot.addr);
+    if (settle(slot, judge(entry, slot.addr.family(), slot.policy, condition))) {
       announce(group, id);
     }
   }

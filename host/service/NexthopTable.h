@@ -12,7 +12,8 @@
 // commit() looks at everything that was written since: so what streams hear is what a restart would
 // find, and several writes of a turn are one change. (A stream of every write hears each of them.)
 //
-// A nexthop that nobody has looked at yet is not news: it stands in snapshots alone.
+// A nexthop that nobody has looked at yet is not news: it stands in snapshots alone. So does one of
+// a VRF that came back until it is looked at again: its entry is still there, and is of before.
 //
 // Owner of groups, slots and history. Streams belong to their transport; each is followed from
 // follow() to unfollow(), which it outlives. One thread.

@@ -256,10 +256,30 @@ TEST_F(NexthopTableTest, AVrfThatGoesIsNewsForEachOfItsNexthops) {
   table.vrfChanged("default");
   commit();
   EXPECT_THAT(drain(stream), ElementsAre("10.0.0.1 unknown vrf-gone #1"));
-  condition.present = true;
+}
+
+// Its entries stay on record, and what they say is of before.
+TEST_F(NexthopTableTest, ANexthopOfAVrfThatCameBackIsUnknownUntilItIsWrittenAgain) {
+  add("10.0.0.1");
+  resolve("10.0.0.1", 12);
+  commit();
+  condition.present = false;
   table.vrfChanged("default");
   commit();
-  EXPECT_THAT(drain(stream), ElementsAre("10.0.0.1 resolved 12 #1"));
+  StatusStream& stream = follow();
+  EXPECT_THAT(drain(stream), ElementsAre("begin", "10.0.0.1 unknown vrf-gone #1", "end"));
+  condition = {true, false, true, true};
+  table.vrfChanged("default");
+  commit();
+  EXPECT_EQ(slot("10.0.0.1").told.view.reason, NexthopReason::resyncing);
+  condition.synced = true;
+  table.syncedChanged();
+  commit();
+  EXPECT_EQ(slot("10.0.0.1").told.view.reason, NexthopReason::pending);
+  EXPECT_FALSE(stream.pending());
+  resolve("10.0.0.1", 12);
+  commit();
+  EXPECT_THAT(drain(stream), ElementsAre("10.0.0.1 resolved 12 #2"));
 }
 
 TEST_F(NexthopTableTest, ARestoredEntryIsStaleUntilItIsWritten) {

@@ -255,15 +255,11 @@ TEST_F(Watch, AVrfThatGoesAndComesBackIsTold) {
   EXPECT_EQ(watching.line(), "10.0.0.1 resolved 12 10.0.0.0/8");
   onLoop([this] { vrfs->vrfDel("default"); });
   EXPECT_EQ(watching.line(), "10.0.0.1 unknown vrf-gone");
-  onLoop([this] {
-    vrf = &vrfs->vrfIs("default", 254);
-    vrfs->managerStart(*vrf);
-  });
-  std::string line = watching.line();
-  while (line == "10.0.0.1 resolved 12 10.0.0.0/8") {
-    line = watching.line();
-  }
-  EXPECT_EQ(line, "10.0.0.1 failed no-route");
+  onLoop([this] { vrf = &vrfs->vrfIs("default", 254); });
+  Watching observer(*stub, observing("bgp"));
+  EXPECT_THAT(observer.snapshot(), ElementsAre("10.0.0.1 unknown resyncing"));
+  onLoop([this] { vrfs->managerStart(*vrf); });
+  EXPECT_EQ(watching.line(), "10.0.0.1 failed no-route");
 }
 
 TEST_F(Watch, ManyNexthopsComeInMessagesOfTenThousand) {
