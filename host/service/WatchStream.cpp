@@ -13,7 +13,7 @@ WatchStream::WatchStream(Inbox& inbox,
 
 void WatchStream::open() {
   if (!request_.vrf().empty()) {
-    static_cast<void>(parts_.queries.vrf(request_.vrf()));
+    static_cast<void>(parts_.queries.registeredVrf(request_.vrf()));
   }
   auto stream = std::make_unique<StatusStream>(parts_.table.slots(),
                                                StreamFilter{request_.client(), request_.vrf()},

@@ -262,6 +262,25 @@ TEST_F(Watch, AVrfThatGoesAndComesBackIsTold) {
   EXPECT_EQ(watching.line(), "10.0.0.1 failed no-route");
 }
 
+TEST_F(Watch, AClientComesBackToAVrfThatHasGone) {
+  const auto stub = connect();
+  ASSERT_TRUE(registerAll(*stub, registration("bgp", {"10.0.0.1"})).ok());
+  onLoop([this] { vrfs->vrfDel("default"); });
+  Proto::WatchRequest request = watchOf("bgp");
+  request.set_vrf("default");
+  Watching watching(*stub, request);
+  EXPECT_THAT(watching.snapshot(), ElementsAre("10.0.0.1 unknown vrf-gone"));
+}
+
+TEST_F(Watch, AVrfThatNobodyWaitsForIsRefused) {
+  const auto stub = connect();
+  ASSERT_TRUE(registerAll(*stub, registration("bgp", {"10.0.0.1"})).ok());
+  Proto::WatchRequest request = watchOf("bgp");
+  request.set_vrf("red");
+  Watching watching(*stub, request);
+  EXPECT_EQ(badField(watching.finish()), "vrf: there is no VRF red");
+}
+
 TEST_F(Watch, ManyNexthopsComeInMessagesOfTenThousand) {
   const auto stub = connect();
   ASSERT_TRUE(registerMany(*stub, "bgp", 25'000));
