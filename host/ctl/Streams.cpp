@@ -1,7 +1,11 @@
 #include <fmt/format.h>
 
+#include <condition_variable>
 #include <cstdio>
+#include <mutex>
+#include <optional>
 #include <set>
+#include <utility>
 
 #include "host/ctl/Commands.h"
 #include "host/ctl/Table.h"
@@ -140,6 +144,65 @@ void followOnce(Connection& connection,
   static_cast<void>(reader->Finish());
 }
 
+// The stream that makes a name ours for as long as it is open. What it tells is read, lest it wait
+// in the daemon, and passed over: an observer's snapshot after the registration has all of it, what
+// nobody has looked at yet included, which this one would never be told of.
+class OwnStream final : public grpc::ClientReadReactor<Proto::WatchResponse> {
+ public:
+  OwnStream(Connection::Stub& stub, Proto::WatchRequest request) : request_(std::move(request)) {
+    stub.async()->Watch(&context_, &request_, this);
+    StartRead(&message_);
+    StartCall();
+  }
+  OwnStream(const OwnStream&) = delete;
+  OwnStream& operator=(const OwnStream&) = delete;
+  ~OwnStream() override {
+    context_.TryCancel();
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return end_.has_value(); });
+  }
+
+  // Until the name is ours. Throws: CtlError when it cannot be, or is not in time.
+  void await(const Connection& connection) {
+    std::unique_lock lock(mutex_);
+    if (!changed_.wait_until(lock, connection.deadline(), [this] { return begun_ || end_; })) {
+      connection.check(grpc::Status(grpc::StatusCode::DEADLINE_EXCEEDED, "no answer in time"));
+    }
+    if (end_) {
+      connection.check(*end_);
+    }
+  }
+
+ private:
+  // On a thread of the transport.
+  // NOLINTBEGIN(readability-identifier-naming): the transport's names
+  void OnReadDone(bool ok) override {
+    if (!ok) {
+      return;
+    }
+    {
+      const std::lock_guard lock(mutex_);
+      begun_ = true;
+      changed_.notify_all();
+    }
+    StartRead(&message_);
+  }
+  void OnDone(const grpc::Status& status) override {
+    const std::lock_guard lock(mutex_);
+    end_ = status;
+    changed_.notify_all();
+  }
+  // NOLINTEND(readability-identifier-naming)
+
+  Proto::WatchRequest request_;
+  Proto::WatchResponse message_;
+  grpc::ClientContext context_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool begun_ = false;
+  std::optional<grpc::Status> end_;
+};
+
 Proto::WatchRequest observation(const CtlOptions& options) {
   Proto::WatchRequest request;
   request.set_client(options.client);
@@ -176,14 +239,17 @@ CtlExit registerNexthops(Connection& connection, const CtlOptions& options) {
     request.add_addresses(addressBytes(address));
     waiting.insert(request.addresses().rbegin()[0]);
   }
+  Proto::WatchRequest watching;
+  watching.set_client(options.client);
+  watching.set_vrf(options.vrf.empty() ? "default" : options.vrf);
+  OwnStream own(connection.stub(), watching);
+  own.await(connection);
   connection.call<Proto::RegisterResponse>(&Connection::Stub::Register, request);
-  Proto::WatchRequest own;
-  own.set_client(options.client);
-  own.set_vrf(options.vrf.empty() ? "default" : options.vrf);
+  watching.set_observe(true);
   if (options.once) {
-    followOnce(connection, own, std::move(waiting), options.json);
+    followOnce(connection, watching, std::move(waiting), options.json);
   } else {
-    follow(connection, own, options.json);
+    follow(connection, watching, options.json);
   }
   return CtlExit::good;
 }

@@ -88,6 +88,15 @@ TEST_F(NexthopctlStream, WhatEndsByItselfDoesNotWaitForADaemonThatHangs) {
   }
 }
 
+TEST_F(NexthopctlStream, RegisterDoesNotWaitForADaemonThatHangs) {
+  start();
+  flushing = false;
+  const CtlRun registers = run("--timeout 0.2 register bgp 10.1.2.3");
+  EXPECT_EQ(registers.exitCode, 3);
+  EXPECT_EQ(registers.errors,
+            "nexthopctl: nexthopd at " + options.socketPath + " does not answer\n");
+}
+
 TEST_F(NexthopctlStream, RegisterOnceDoesNotWaitForEverForTheKernelsTable) {
   managing = false;
   start();
@@ -109,6 +118,26 @@ TEST_F(NexthopctlStream, RegisterStaysAndFollows) {
   EXPECT_NE(line.find("0.0.0.0/0"), std::string::npos);
   stop();
   EXPECT_EQ(registers.finish(), 3);
+}
+
+TEST_F(NexthopctlStream, RegisterAsAClientThatIsLiveIsRefusedAndRegistersNothing) {
+  start();
+  const auto stub = connect();
+  Watching live(*stub, watchOf("bgp"));
+  live.snapshot();
+  const CtlRun registers = run("register bgp 10.1.2.3 --once");
+  EXPECT_EQ(registers.exitCode, 4);
+  EXPECT_EQ(registers.output, "");
+  EXPECT_EQ(registers.errors, "nexthopctl: the name bgp has a live stream\n");
+  onLoop([this] { EXPECT_EQ(service->figures().registrations, 0U); });
+}
+
+TEST_F(NexthopctlStream, RegisterNeedsNoGraceTime) {
+  options.grace = Registrations::Seconds(0);
+  start();
+  const CtlRun registers = run("register bgp 10.1.2.3 --once --json");
+  EXPECT_EQ(registers.exitCode, 0);
+  EXPECT_NE(registers.output.find(R"("addr":"10.1.2.3","state":"failed")"), std::string::npos);
 }
 
 TEST_F(NexthopctlStream, RegisterRefusesTheKindThatTheClientDoesNotHave) {
