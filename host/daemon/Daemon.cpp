@@ -1,5 +1,6 @@
 #include "host/daemon/Daemon.h"
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <utility>
@@ -119,6 +120,7 @@ Daemon::Daemon(const DaemonOptions& options)
   for (const auto& [name, table] : options_.vrfs) {
     vrfs_.vrfIs(name, table);
   }
+  runBegin();
   restore();
   service_ = std::make_unique<ClientService>(loop_,
                                              vrfs_,
@@ -171,8 +173,6 @@ void Daemon::restore() {
     return;
   }
   registrations_ = std::make_unique<StoredRegistrations>(*store_);
-  run_ = store_->metaNumber(runKey).value_or(0) + 1;
-  store_->metaNumberIs(runKey, run_);
   store_->configsLoad(vrfs_.records());
   store_->statusesLoad(vrfs_.records());
   for (const auto& vrf : vrfs_.all()) {
@@ -183,6 +183,16 @@ void Daemon::restore() {
       makeEntity<TimerTask>(loop_.scheduler(), TaskPriority::leastUrgent, "StoreHousekeeping");
   housekeepingRun_.subscribe(*housekeepingTimer_);
   housekeepingTimer_->scheduleTaskLowestDelay(housekeepingPeriod * options_.clockRate);
+}
+
+// Greater than every run before: by the clock where the store does not know of them, being none,
+// a fresh one or not used by them; by the store where the clock was set back.
+void Daemon::runBegin() {
+  run_ = static_cast<std::uint64_t>(startedAt_);
+  if (store_) {
+    run_ = std::max(run_, store_->metaNumber(runKey).value_or(0) + 1);
+    store_->metaNumberIs(runKey, run_);
+  }
 }
 
 FecIdSource Daemon::fecIdSource() {
@@ -204,10 +214,8 @@ ServiceOptions Daemon::serviceOptions(const DaemonOptions& options) const {
   result.grace = Registrations::Seconds(options.graceSeconds * options.clockRate);
   result.limits.registrations = options.mostRegistrations;
   result.identity.version = NEXTHOP_VERSION;
-  result.identity.startedAt =
-      std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
-  // Nobody has counted the runs without a store, and a client must see that this is a later one.
-  result.identity.run = store_ ? run_ : static_cast<std::uint64_t>(result.identity.startedAt);
+  result.identity.startedAt = startedAt_;
+  result.identity.run = run_;
   return result;
 }
 

@@ -16,6 +16,7 @@
 // End: clients are let go and the managers end while the VRFs' routing information still stands, so
 // that what they published stays for the next run.
 
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <map>
@@ -54,6 +55,7 @@ class Daemon {
  private:
   class StoredRegistrations;
 
+  void runBegin();
   void restore();
   FecIdSource fecIdSource();
   ServiceOptions serviceOptions(const DaemonOptions& options) const;
@@ -70,7 +72,10 @@ class Daemon {
   // Null without a store.
   std::unique_ptr<StateStore> store_;
   std::unique_ptr<StoredRegistrations> registrations_;
-  // Of those that the store has counted.
+  // Nanoseconds since 1970-01-01T00:00:00Z.
+  std::int64_t startedAt_ =
+      std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
+  // The number of this run.
   std::uint64_t run_ = 0;
   Vrfs vrfs_;
   FecIdSource fecIds_;

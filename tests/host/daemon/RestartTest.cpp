@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "host/service/Messages.h"
+#include "host/store/StateStore.h"
 #include "host/store/StoreReader.h"
 #include "tests/host/daemon/DaemonProcess.h"
 #include "tests/support/Seed.h"
@@ -57,15 +58,29 @@ TEST_F(RestartTest, RegistrationsAndStatusSurviveAKill) {
   start();
 
   EXPECT_EQ(awaitLines("bgp", expected), expected);
-  EXPECT_EQ(info().run(), 2U);
 }
 
-TEST_F(RestartTest, WithoutAStoreALaterRunHasAGreaterNumberAllTheSame) {
-  start({"--no-store"});
-  const std::uint64_t first = info().run();
-  end(SIGKILL);
-  start({"--no-store"});
-  EXPECT_GT(info().run(), first);
+TEST_F(RestartTest, ALaterRunHasAGreaterNumberWithAndWithoutAStore) {
+  std::uint64_t last = 0;
+  const std::vector<std::string> stored;
+  const std::vector<std::string> notStored{"--no-store"};
+  for (const auto& arguments : {notStored, stored, stored, notStored}) {
+    start(arguments);
+    EXPECT_GT(info().run(), last);
+    last = info().run();
+    end(SIGKILL);
+  }
+}
+
+TEST_F(RestartTest, ALaterRunHasAGreaterNumberWhenTheClockWasSetBack) {
+  constexpr std::uint64_t future = std::uint64_t{1} << 63U;
+  {
+    StateStore store(directory_ + "/state");
+    store.metaNumberIs("run", future);
+    store.commit();
+  }
+  start();
+  EXPECT_EQ(info().run(), future + 1);
 }
 
 TEST_F(RestartTest, WhatAnEarlierRunPublishedStaysUntilTheCleanUp) {
@@ -94,10 +109,12 @@ TEST_F(RestartTest, WhatAnEarlierRunPublishedStaysUntilTheCleanUp) {
 TEST_F(RestartTest, ADamagedStoreIsSetAsideAndTheDaemonStarts) {
   start();
   registerAll("bgp", Proto::IDENTIFIER_KIND_FIB, {"10.1.2.3"});
+  const std::uint64_t run = info().run();
   end(SIGKILL);
   ASSERT_EQ(std::system(("echo damaged > " + directory_ + "/state/data.mdb").c_str()), 0);
   start();
   EXPECT_TRUE(snapshot("").empty());
+  EXPECT_GT(info().run(), run);
   EXPECT_EQ(std::system(("test -e " + directory_ + "/state/data.mdb.aside-1").c_str()), 0);
 }
 
