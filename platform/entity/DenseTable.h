@@ -169,10 +169,12 @@ class DenseTable {
   }
   // Makes room for that many members without a further allocation, as long as none is removed.
   void reserve(std::size_t members) {
-    const std::uint32_t holes = end_ - size_;
-    if (members > capacity_ - holes) {
-      const std::size_t places = std::size_t{checkedCapacity(members)} + holes;
-      rebuild(checkedCapacity(std::max(places, capacityAndHalf())));
+    if (members > capacity_ - holes()) {
+      closeManyHoles();
+    }
+    if (members > capacity_ - holes()) {
+      const std::size_t places = std::size_t{checkedCapacity(members)} + holes();
+      rebuild(checkedCapacity(std::max(places, capacityPlus(capacity_ / 2 + 1))));
     }
   }
 
@@ -299,9 +301,7 @@ class DenseTable {
   // True when there may be another block now.
   bool makeRoom() {
     if (end_ == capacity_) {
-      if (cursors_ == nullptr && end_ != size_ && size_ <= end_ - end_ / 4) {
-        compact();
-      }
+      closeManyHoles();
       if (end_ == capacity_) {
         rebuild(checkedCapacity(grownCapacity()));
       }
@@ -313,15 +313,14 @@ class DenseTable {
     }
     return false;
   }
-  // A large table that only grew doubles, as far as it can. Others grow by half: small ones because
-  // there are many, and where there are holes, because members go as others come.
+  // Small tables are many, and where there are holes, members go as others come.
   std::size_t grownCapacity() const noexcept {
-    const std::size_t half = capacityAndHalf();
-    const bool doubles = capacity_ > mostInSmall && end_ == size_ && half <= mostCapacity;
-    return doubles ? std::min(std::size_t{capacity_} * 2, std::size_t{mostCapacity}) : half;
+    return capacityPlus(capacity_ > mostInSmall && holes() == 0 ? capacity_ : capacity_ / 2 + 1);
   }
-  std::size_t capacityAndHalf() const noexcept {
-    return std::size_t{capacity_} + capacity_ / 2 + 1;
+  // The last growth is to the most there may be; more than that is refused.
+  std::size_t capacityPlus(std::size_t more) const noexcept {
+    const std::size_t grown = std::min<std::size_t>(capacity_ + more, mostCapacity);
+    return std::max(grown, std::size_t{capacity_} + 1);
   }
   static std::uint32_t checkedCapacity(std::size_t members) {
     if (members > mostCapacity) {
@@ -339,6 +338,12 @@ class DenseTable {
       grown.end_ = place + 1;
     }
     adopt(grown);
+  }
+  std::uint32_t holes() const noexcept { return end_ - size_; }
+  void closeManyHoles() noexcept {
+    if (cursors_ == nullptr && holes() != 0 && holes() >= end_ / 4) {
+      compact();
+    }
   }
   void compactIfDue() noexcept {
     const std::uint32_t placesAMember = end_ > mostInSmall ? 16 : 2;

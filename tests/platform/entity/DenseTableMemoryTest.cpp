@@ -257,6 +257,20 @@ TEST(DenseTableCompaction, ATableWhoseMembersGoAfterOthersCameTakesTwiceAsMuchAt
   EXPECT_LE(numbers.memory(), 2 * before + sizeof(std::uint64_t));
 }
 
+// A table that is told before each insertion how many it will hold.
+TEST(DenseTableCompaction, ATableWhoseRoomIsReservedTakesHalfAsMuchAgainAtMostAsMembersComeAndGo) {
+  constexpr std::uint64_t count = 2000;
+  Numbers numbers;
+  fill(numbers, count);
+  const std::size_t before = numbers.memory();
+  for (std::uint64_t key = 0; key < 100 * count; ++key) {
+    numbers.reserve(count + 1);
+    numbers.insert(count + key);
+    numbers.remove(key);
+  }
+  EXPECT_LE(numbers.memory(), before + before / 2 + sizeof(std::uint64_t));
+}
+
 TEST(DenseTableCompaction, AReservationTakesHalfAsMuchAgainAtMost) {
   constexpr std::uint64_t count = 100000;
   Numbers numbers;
