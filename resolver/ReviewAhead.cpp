@@ -9,6 +9,7 @@
 
 namespace Routing {
 
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): there is nothing in the room yet
 ReviewAhead::ReviewAhead(const NexthopResolverSm& sm) noexcept
     : sm_(sm),
       references_(sm.nexthopVrfStatus()->fecIdType() == NexthopStatusFecIdType::resolverId &&
@@ -25,13 +26,13 @@ const Ptr<TrieGen>& ReviewAhead::nexthopTrie(const Next& next) const {
 
 const ReviewAhead::Next& ReviewAhead::at(const Cursor& cursor) {
   // Those that left the queue since they were prepared are passed over.
-  while (index_ < count_ && next_[index_].place != cursor.place()) {
+  while (index_ < count_ && prepared()[index_].place != cursor.place()) {
     ++index_;
   }
   if (index_ == count_) {
     prepare(cursor);
   }
-  return next_[index_];
+  return prepared()[index_];
 }
 
 void ReviewAhead::fetchNexthop(const NexthopResolverSm& sm,
@@ -65,10 +66,9 @@ void ReviewAhead::prepare(const Cursor& cursor) {
 void ReviewAhead::fetchQueue(const Cursor& cursor) {
   index_ = 0;
   count_ = 0;
-  const auto most = static_cast<std::uint32_t>(next_.size());
   for (std::uint32_t places = 0; places < std::min(most, cursor.placesLeft()); ++places) {
     if (const IpGenAddr* const addr = cursor.ahead(places)) {
-      Next& next = *std::construct_at(&next_[count_]);
+      Next& next = *std::construct_at(prepared() + count_);
       ++count_;
       next.host = IpGenPrefix::host(*addr);
       next.place = cursor.place() + places;
@@ -117,7 +117,7 @@ void ReviewAhead::fetchTries() {
   std::uint32_t matches = 0;
   std::uint32_t nexthops = 0;
   for (std::size_t i = 0; i < count_; ++i) {
-    Next& next = next_[i];
+    Next& next = prepared()[i];
     next.nexthopTrie = nexthopTrie(next).get();
     next.fibTrie = seemsConfigured(next) ? fibTrie(next).get() : nullptr;
     if (next.fibTrie != nullptr) {
@@ -131,11 +131,11 @@ void ReviewAhead::fetchTries() {
   }
   while ((matches | nexthops) != 0) {
     stepEach(matches, [this](std::size_t i) {
-      Next& next = next_[i];
+      Next& next = prepared()[i];
       return next.fibTrie->searchStep(next.host, next.search);
     });
     stepEach(nexthops, [this](std::size_t i) {
-      Next& next = next_[i];
+      Next& next = prepared()[i];
       return next.nexthopTrie->searchStep(next.host, next.nexthopSearch);
     });
   }

@@ -19,7 +19,9 @@
 // Owner: one run of the review, for as long as it lasts.
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <span>
 #include <type_traits>
 
@@ -79,7 +81,10 @@ class ReviewAhead {
   IpGenPrefix longestMatch(const Next& next) const;
 
  private:
-  std::span<Next> batch() noexcept { return {next_.data(), count_}; }
+  static constexpr std::uint32_t most = 24;
+
+  Next* prepared() noexcept { return std::launder(reinterpret_cast<Next*>(room_.data())); }
+  std::span<Next> batch() noexcept { return {prepared(), count_}; }
   bool seemsConfigured(const Next& next) const;
   FecId fecIdOf(const Next& next) const;
   const Ptr<const TrieGen>& fibTrie(const Next& next) const;
@@ -99,9 +104,7 @@ class ReviewAhead {
   bool references_;
   // Each is made when it is prepared, so that a run that reviews one nexthop makes one.
   static_assert(std::is_trivially_destructible_v<Next>);
-  union {
-    std::array<Next, 24> next_;  // NOLINT(readability-identifier-naming): a member like any other
-  };
+  alignas(Next) std::array<std::byte, most * sizeof(Next)> room_;
   std::size_t count_ = 0;
   std::size_t index_ = 0;
 };
