@@ -106,13 +106,28 @@ Cost costOfHostRoutes(Tables& tables, std::size_t nexthops) {
   });
 }
 
-Cost costOfUnrelatedRoutes(Tables& tables, std::size_t nexthops, std::size_t clients) {
-  const auto prefixes = spreadPrefixes(unrelatedRouteCount);
+Cost costOfUnrelatedRoutes(Tables& tables,
+                           std::size_t nexthops,
+                           std::size_t clients,
+                           Unrelated where) {
+  // No two of the addresses are as near as a /28 is wide.
+  Nexthops all = below(privateBlock(), nexthops + unrelatedRouteCount);
+  auto prefixes = spreadPrefixes(unrelatedRouteCount);
+  if (where == Unrelated::nearby) {
+    std::transform(all.begin() + static_cast<std::ptrdiff_t>(nexthops),
+                   all.end(),
+                   prefixes.begin(),
+                   [](const IpGenAddr& address) { return IpGenPrefix(address, 28); });
+  }
+  all.resize(nexthops);
+  for (const IpGenPrefix& prefix : prefixes) {
+    tables.addRoute(prefix, routeOf(0));
+  }
   World world(tables);
-  world.clients(clients, fibFecId, below(privateBlock(), nexthops));
+  world.clients(clients, fibFecId, all);
   world.start();
   world.run();
-  return medianOf5([&] {
+  const Cost cost = medianOf5([&] {
     return costOf([&] {
       for (const IpGenPrefix& prefix : prefixes) {
         tables.replaceRoute(prefix, routeOf(1));
@@ -120,6 +135,12 @@ Cost costOfUnrelatedRoutes(Tables& tables, std::size_t nexthops, std::size_t cli
       world.run();
     });
   });
+  if (where == Unrelated::nearby) {
+    for (const IpGenPrefix& prefix : prefixes) {
+      tables.removeRoute(prefix);
+    }
+  }
+  return cost;
 }
 
 Cost costOfUnregistering(Tables& tables, std::size_t nexthops) {

@@ -26,9 +26,14 @@ Cost costOfMoreSpecificRoute(Tables& tables, std::size_t nexthops);
 // Host routes of tracked nexthops, each added and reviewed before the next. The cost of all.
 constexpr std::size_t hostRouteCount = 200;
 Cost costOfHostRoutes(Tables& tables, std::size_t nexthops);
-// Routes that are announced with no nexthop below them. The cost of all.
+// Routes that are announced with no nexthop below them, spread over the table or, nearby, between
+// the nexthops. The cost of all.
 constexpr std::size_t unrelatedRouteCount = 1000;
-Cost costOfUnrelatedRoutes(Tables& tables, std::size_t nexthops, std::size_t clients);
+enum class Unrelated : std::uint8_t { spread, nearby };
+Cost costOfUnrelatedRoutes(Tables& tables,
+                           std::size_t nexthops,
+                           std::size_t clients,
+                           Unrelated where);
 // All nexthops of one FEC unregistered in random order, to the last status. The cost of all.
 Cost costOfUnregistering(Tables& tables, std::size_t nexthops);
 // A `vrf` change of one client record that every one of the managers ignores. The cost of one.

@@ -40,7 +40,8 @@ void plotRoutes(const std::string& folder) {
     host.points.emplace_back(size, costOfHostRoutes(tables, nexthopCount).seconds / hostRouteCount);
     unrelated.points.emplace_back(
         size,
-        costOfUnrelatedRoutes(tables, nexthopCount, clients).seconds / unrelatedRouteCount);
+        costOfUnrelatedRoutes(tables, nexthopCount, clients, Unrelated::spread).seconds /
+            unrelatedRouteCount);
   }
   writePlot(folder + "/performance-routes.svg",
             "CPU of an event, by routes in the tables (100,000 nexthops)",
@@ -56,7 +57,8 @@ void plotClients(const std::string& folder) {
   for (const std::size_t count : {1U, 10U, 100U, 1000U}) {
     const auto size = static_cast<double>(count);
     const double seconds =
-        costOfUnrelatedRoutes(tables, nexthopCount, count).seconds / unrelatedRouteCount;
+        costOfUnrelatedRoutes(tables, nexthopCount, count, Unrelated::spread).seconds /
+        unrelatedRouteCount;
     route.points.emplace_back(size, seconds);
     each.points.emplace_back(size, seconds / size);
   }

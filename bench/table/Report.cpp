@@ -83,10 +83,6 @@ void Report::realTimeAtMost(const std::string& what, double seconds, double most
   row(what, timeText(seconds), "at most " + timeText(mostSeconds), seconds <= mostSeconds);
 }
 
-void Report::timeShown(const std::string& what, double seconds, const std::string& about) {
-  row(what, timeText(seconds), about, true);
-}
-
 void Report::bytesAtMost(const std::string& what, double bytes, double most) {
   row(what, bytesText(bytes), "at most " + bytesText(most), bytes <= most);
 }

@@ -32,8 +32,6 @@ class Report {
   void timeAtMost(const std::string& what, double seconds, double mostSeconds);
   // A time that the machine's speed does not excuse: a budget of real time.
   void realTimeAtMost(const std::string& what, double seconds, double mostSeconds);
-  // A time that is shown and held against nothing.
-  void timeShown(const std::string& what, double seconds, const std::string& about);
   void bytesAtMost(const std::string& what, double bytes, double most);
   // How many times the twin takes; nanoseconds are for the reader.
   void ratioAtLeast(const std::string& what, double ours, double twins, double least);

@@ -58,8 +58,14 @@ void hostRouteLines(Report& report, Tables& full) {
                       fewRoutes.seconds / each,
                       cost.seconds / each,
                       flat);
-  report.countIs("trie queries at N = 1,000,000", manyNexthops.trieQueries, cost.trieQueries);
-  report.countIs("notifications at N = 1,000,000", manyNexthops.notifications, cost.notifications);
+  report.countIs("trie queries at N = 1,000,000",
+                 manyNexthops.trieQueries,
+                 fewNexthops.trieQueries);
+  report.countIs("notifications at N = 1,000,000",
+                 manyNexthops.notifications,
+                 fewNexthops.notifications);
+  report.countIs("trie queries at 900,000 routes", cost.trieQueries, fewRoutes.trieQueries);
+  report.countIs("notifications at 900,000 routes", cost.notifications, fewRoutes.notifications);
   report.allocationsAre("a route", cost.allocations, each);
   report.timeAtMost("200 host routes one by one", cost.seconds, 0.5 * millisecond);
 }
@@ -67,11 +73,14 @@ void hostRouteLines(Report& report, Tables& full) {
 void unrelatedRouteLines(Report& report, Tables& full) {
   constexpr std::size_t clients = 20;
   report.lineIs("unrelated route, k = 0, 20 clients");
-  const Cost cost = costOfUnrelatedRoutes(full, nexthopCount, clients);
   const double each = static_cast<double>(unrelatedRouteCount) * clients;
-  report.timeAtMost("a client", cost.seconds / each, 0.1 * microsecond);
-  report.countIs("trie queries", cost.trieQueries, unrelatedRouteCount * clients);
-  report.countIs("allocations", cost.allocations, 0);
+  for (const Unrelated where : {Unrelated::spread, Unrelated::nearby}) {
+    const std::string place = where == Unrelated::spread ? "" : ", between its nexthops";
+    const Cost cost = costOfUnrelatedRoutes(full, nexthopCount, clients, where);
+    report.timeAtMost("a client" + place, cost.seconds / each, 0.1 * microsecond);
+    report.countIs("trie queries" + place, cost.trieQueries, unrelatedRouteCount * clients);
+    report.countIs("allocations" + place, cost.allocations, 0);
+  }
 }
 
 void defaultRouteLines(Report& report, Tables& full) {
