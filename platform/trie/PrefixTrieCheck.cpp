@@ -128,11 +128,12 @@ String PrefixTrie<Family>::checkNode(const Node& node, Census& census) const {
   return {};
 }
 
-// Looks at all of a small trie, all of a large one each time that its size is a power of two: often
-// enough to catch a fault in its first form, and a full table can still be built.
+// Looks at all of a small trie, all of a large one each time that its size is a power of two, and
+// when it has a top for the first time: often enough to catch a fault in its first form, and a full
+// table can still be built.
 template <class Family>
 void PrefixTrie<Family>::assertInvariants() const {
-  if (size_ <= 64 || std::has_single_bit(size_)) {
+  if (size_ <= 64 || std::has_single_bit(size_) || size_ == topLimit + 1) {
     ROUTING_ASSERT(checkInvariants().empty() && "trie invariants");
   }
 }
